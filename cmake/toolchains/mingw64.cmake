@@ -1,0 +1,17 @@
+# Windows x64 through MinGW-w64. The -posix compilers carry std::thread and std::mutex.
+set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_SYSTEM_PROCESSOR x86_64)
+set(TQ_MINGW_TRIPLE x86_64-w64-mingw32)
+set(CMAKE_C_COMPILER ${TQ_MINGW_TRIPLE}-gcc-posix)
+set(CMAKE_CXX_COMPILER ${TQ_MINGW_TRIPLE}-g++-posix)
+set(CMAKE_RC_COMPILER ${TQ_MINGW_TRIPLE}-windres)
+set(CMAKE_FIND_ROOT_PATH /usr/${TQ_MINGW_TRIPLE})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+# Static runtime: wine cannot find libstdc++-6.dll or libwinpthread-1.dll otherwise.
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-static")
+set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static-libgcc -static-libstdc++")
+find_program(TQ_WINE wine REQUIRED)
+set(CMAKE_CROSSCOMPILING_EMULATOR ${TQ_WINE})

@@ -1,0 +1,138 @@
+#include "support/VetoresOleAut.h"
+
+#include "tqlibex/OleAutMoeda.h"
+#include "tqlibex/UInt128.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace tq::teste {
+
+using tq::detail::U128Portavel;
+
+FuncoesOleAut FuncoesPortaveis() {
+    return {tq::oleaut::VarCyAdd,     tq::oleaut::VarCySub,     tq::oleaut::VarCyMul,
+            tq::oleaut::VarDecFromCy, tq::oleaut::VarDecFromI2, tq::oleaut::VarDecDiv,
+            tq::oleaut::VarCyFromDec};
+}
+
+FuncoesOleAut FuncoesDaPlataforma() {
+    return {::VarCyAdd,     ::VarCySub,     ::VarCyMul,    ::VarDecFromCy,
+            ::VarDecFromI2, ::VarDecDiv,    ::VarCyFromDec};
+}
+
+std::vector<VetorOleAut> LeVetoresDeReferencia() {
+    const std::string caminho = std::string(TQGE_DATA_DIR) + "/oleaut-cy-vectors.tsv";
+    std::ifstream in(caminho);
+    EXPECT_TRUE(in.is_open()) << "cannot read " << caminho;
+    std::vector<VetorOleAut> linhas;
+    std::string linha;
+    for (int n = 1; std::getline(in, linha); ++n) {
+        if (!linha.empty() && linha.back() == '\r')
+            linha.pop_back();
+        if (n == 1 || linha.empty())
+            continue; // header
+        std::istringstream campos(linha);
+        VetorOleAut v;
+        std::string hr;
+        std::getline(campos, v.op, '\t');
+        std::getline(campos, v.esquerdo, '\t');
+        std::getline(campos, v.direito, '\t');
+        std::getline(campos, hr, '\t');
+        std::getline(campos, v.esperado, '\t');
+        v.hr = static_cast<HRESULT>(std::stoul(hr, nullptr, 16));
+        v.origem = "oleaut-cy-vectors.tsv:" + std::to_string(n);
+        linhas.push_back(v);
+    }
+    return linhas;
+}
+
+DECIMAL LeDecimal(const std::string& texto) {
+    unsigned escala = 0, sinal = 0;
+    char mantissa[64] = {};
+    if (std::sscanf(texto.c_str(), "s=%u;sign=0x%x;m=%63s", &escala, &sinal, mantissa) != 3)
+        throw std::invalid_argument("bad DECIMAL: " + texto);
+    U128Portavel m;
+    for (const char* p = mantissa; *p; ++p)
+        m = m.MulSmall(10) + U128Portavel(static_cast<std::uint64_t>(*p - '0'));
+    DECIMAL d{};
+    d.scale = static_cast<BYTE>(escala);
+    d.sign = static_cast<BYTE>(sinal);
+    d.Hi32 = static_cast<ULONG>(m.Hi());
+    d.Lo64 = m.Lo();
+    return d;
+}
+
+std::string EscreveDecimal(const DECIMAL& d) {
+    U128Portavel m(d.Hi32, d.Lo64);
+    std::string digitos;
+    do {
+        std::uint32_t r = 0;
+        m = m.DivSmall(10, r);
+        digitos.insert(digitos.begin(), static_cast<char>('0' + r));
+    } while (m != U128Portavel(0));
+    char cabeca[32];
+    std::snprintf(cabeca, sizeof cabeca, "s=%u;sign=0x%02X;m=", static_cast<unsigned>(d.scale),
+                  static_cast<unsigned>(d.sign));
+    return cabeca + digitos;
+}
+
+namespace {
+CY LeCy(const std::string& texto) {
+    CY cy;
+    cy.int64 = std::stoll(texto);
+    return cy;
+}
+Resultado DeCy(HRESULT hr, const CY& cy) {
+    return {hr, SUCCEEDED(hr) ? std::to_string(cy.int64) : "-"};
+}
+Resultado DeDecimal(HRESULT hr, const DECIMAL& d) {
+    return {hr, SUCCEEDED(hr) ? EscreveDecimal(d) : "-"};
+}
+} // namespace
+
+Resultado Executa(const FuncoesOleAut& f, const VetorOleAut& v) {
+    CY cy;
+    cy.int64 = 0;
+    DECIMAL d{};
+    if (v.op == "add")
+        return DeCy(f.add(LeCy(v.esquerdo), LeCy(v.direito), &cy), cy);
+    if (v.op == "sub")
+        return DeCy(f.sub(LeCy(v.esquerdo), LeCy(v.direito), &cy), cy);
+    if (v.op == "mul")
+        return DeCy(f.mul(LeCy(v.esquerdo), LeCy(v.direito), &cy), cy);
+    if (v.op == "decfromcy")
+        return DeDecimal(f.decFromCy(LeCy(v.esquerdo), &d), d);
+    if (v.op == "decfromi2")
+        return DeDecimal(f.decFromI2(static_cast<SHORT>(std::stoi(v.esquerdo)), &d), d);
+    if (v.op == "cyfromdec") {
+        DECIMAL in = LeDecimal(v.esquerdo);
+        return DeCy(f.cyFromDec(&in, &cy), cy);
+    }
+    if (v.op == "decdiv") {
+        DECIMAL a = LeDecimal(v.esquerdo), b = LeDecimal(v.direito);
+        return DeDecimal(f.decDiv(&a, &b, &d), d);
+    }
+    throw std::invalid_argument("unknown op: " + v.op);
+}
+
+bool Confere(const VetorOleAut& v, const Resultado& r) {
+    if (r.hr != v.hr)
+        return false;
+    const std::string sep = " OR ";
+    std::size_t inicio = 0;
+    for (;;) {
+        const std::size_t fim = v.esperado.find(sep, inicio);
+        if (v.esperado.substr(inicio, fim - inicio) == r.valor)
+            return true;
+        if (fim == std::string::npos)
+            return false;
+        inicio = fim + sep.size();
+    }
+}
+
+} // namespace tq::teste

@@ -1,0 +1,89 @@
+#include "tqlibex/TQString.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+TEST(TQString, FormatComTextoLongo) {
+    CTQString s;
+    s.Format("%s-%05lld-%#X", std::string(500, 'x').c_str(), 42LL, 0x800706BAu);
+    EXPECT_EQ(s.GetLength(), 500 + 1 + 5 + 1 + 10);
+    EXPECT_STREQ(s.Right(17), "-00042-0X800706BA");
+    s.AppendFormat("%d", 7);
+    EXPECT_EQ(s.Right(1), "7");
+}
+
+TEST(TQString, RecortesComLimitesDoMfc) {
+    const CTQString s("abcdef");
+    EXPECT_EQ(s.Left(2), "ab");
+    EXPECT_EQ(s.Left(-1), "");
+    EXPECT_EQ(s.Left(99), "abcdef");
+    EXPECT_EQ(s.Mid(4), "ef");
+    EXPECT_EQ(s.Mid(-3, 2), "ab");
+    EXPECT_EQ(s.Mid(2, 99), "cdef");
+    EXPECT_EQ(s.Mid(9), "");
+    EXPECT_EQ(s.Right(2), "ef");
+    EXPECT_EQ(s.Right(-2), "");
+    EXPECT_EQ(s.Right(99), "abcdef");
+}
+
+TEST(TQString, Busca) {
+    const CTQString s("a;b;c");
+    EXPECT_EQ(s.Find(';'), 1);
+    EXPECT_EQ(s.Find(';', 2), 3);
+    EXPECT_EQ(s.Find(';', 4), -1);
+    EXPECT_EQ(s.Find("b;c"), 2);
+    EXPECT_EQ(s.Find("x"), -1);
+    EXPECT_EQ(s.Find(';', 99), -1);
+    EXPECT_EQ(s.ReverseFind(';'), 3);
+}
+
+TEST(TQString, ComparacoesEConcatenacao) {
+    CTQString a("abc");
+    CString b("abd");
+    EXPECT_TRUE(a < b);
+    EXPECT_TRUE(a == "abc");
+    EXPECT_TRUE("abc" == a);
+    EXPECT_FALSE(a == b);
+    EXPECT_EQ(a.CompareNoCase("ABC"), 0);
+    EXPECT_LT(a.Compare("abd"), 0);
+    a += '-';
+    a += b;
+    a += nullptr;
+    EXPECT_EQ(a, "abc-abd");
+    EXPECT_EQ("<" + a + ">", "<abc-abd>");
+    const CString c = a.Left(3); // CTQString results convert to CString
+    EXPECT_STREQ(c.GetString(), "abc");
+}
+
+TEST(TQString, TextoDe8BitsIntacto) {
+    // Windows-1252 "Descrição": case changes and trimming leave the upper half alone.
+    CTQString s(" Descri\xE7\xE3o \t");
+    s.Trim().MakeUpper();
+    EXPECT_EQ(s, "DESCRI\xE7\xE3O");
+}
+
+TEST(TQString, SubstituiERemove) {
+    CTQString s("a\r\nb\r\n");
+    EXPECT_EQ(s.Remove('\r'), 2);
+    EXPECT_EQ(s.Replace("\n", " | "), 2);
+    EXPECT_EQ(s, "a | b | ");
+    EXPECT_EQ(s.Replace("", "x"), 0);
+}
+
+TEST(TQString, GetBufferEReleaseBuffer) {
+    CTQString s;
+    char* p = s.GetBuffer(400);
+    std::memset(p, 0, 400);
+    std::strcpy(p, "FACILITY_ITF");
+    s.ReleaseBuffer();
+    EXPECT_EQ(s.GetLength(), 12);
+    EXPECT_EQ(s, "FACILITY_ITF");
+}
+
+TEST(TQString, IndiceForaLanca) {
+    const CTQString s("ab");
+    EXPECT_EQ(s[1], 'b');
+    EXPECT_THROW(s.GetAt(2), std::out_of_range);
+    EXPECT_THROW(s.GetAt(-1), std::out_of_range);
+}

@@ -1,0 +1,10 @@
+// Facts about the platform the library runs on.
+#pragma once
+
+namespace tq {
+
+// True when a Windows build runs under wine rather than on Windows. Tests use it to tell
+// Windows' behaviour from wine's known differences; the library never changes course on it.
+bool RodandoSobWine();
+
+} // namespace tq

@@ -1,0 +1,7 @@
+#include "tqlibex/Plataforma.h"
+
+namespace tq {
+
+bool RodandoSobWine() { return false; }
+
+} // namespace tq
