@@ -20,7 +20,8 @@ struct Operandos {
         for (std::size_t i = 0; i < kPares; ++i) {
             tagCY x, y;
             const bool bGrande = i % 64 == 0;
-            x.int64 = static_cast<LONGLONG>(g() % (bGrande ? 9000000000000000000ull : 1000000000000ull));
+            x.int64 =
+                static_cast<LONGLONG>(g() % (bGrande ? 9000000000000000000ull : 1000000000000ull));
             y.int64 = static_cast<LONGLONG>(1 + g() % 100000000ull);
             if (g() & 1)
                 x.int64 = -x.int64;

@@ -40,7 +40,11 @@ int main() {
     CGeCurrencyEx bruto = dois;
     bruto *= dois;
     std::printf("2,0000 * 2,0000 (binário):       %s\n",
-                [&] { CGeCurrencyEx r = dois * dois; r.SetDecimais(4); return r.GetFormatado(); }()
+                [&] {
+                    CGeCurrencyEx r = dois * dois;
+                    r.SetDecimais(4);
+                    return r.GetFormatado();
+                }()
                     .GetString());
     std::printf("2,0000 *= 2,0000 (composto):     %s\n", bruto.GetFormatado().GetString());
 

@@ -10,20 +10,26 @@ namespace {
 constexpr LONG kPotencias[10] = {1,      10,      100,      1000,      10000,
                                  100000, 1000000, 10000000, 100000000, 1000000000};
 // 5, 55, 555, ... : the digit 5 repeated n times, for n = 0..9 (n <= 0 gives 5).
-constexpr LONG kAdendos[10] = {5,      5,       55,       555,       5555,
-                               55555,  555555,  5555555,  55555555,  555555555};
+constexpr LONG kAdendos[10] = {5, 5, 55, 555, 5555, 55555, 555555, 5555555, 55555555, 555555555};
 
 // Truncating division by 10^k; the usual k get a constant divisor, which the compiler turns
 // into a multiplication.
 LONGLONG DividePorPotencia(LONGLONG v, int k, LONG divisor) {
     switch (k) {
-        case 1: return v / 10;
-        case 2: return v / 100;
-        case 3: return v / 1000;
-        case 4: return v / 10000;
-        case 6: return v / 1000000;
-        case 8: return v / 100000000;
-        default: return v / divisor;
+        case 1:
+            return v / 10;
+        case 2:
+            return v / 100;
+        case 3:
+            return v / 1000;
+        case 4:
+            return v / 10000;
+        case 6:
+            return v / 1000000;
+        case 8:
+            return v / 100000000;
+        default:
+            return v / divisor;
     }
 }
 

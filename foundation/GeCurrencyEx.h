@@ -103,7 +103,9 @@ private:
 
     // Raw arithmetic wraps: computed unsigned, then stored back as two's complement.
     unsigned long long Raw() const { return static_cast<unsigned long long>(m_cyValor.int64); }
-    static unsigned long long Raw(const tagCY& cy) { return static_cast<unsigned long long>(cy.int64); }
+    static unsigned long long Raw(const tagCY& cy) {
+        return static_cast<unsigned long long>(cy.int64);
+    }
     CGeCurrencyEx& Bruto(unsigned long long v) {
         m_cyValor.int64 = static_cast<LONGLONG>(v);
         return *this;

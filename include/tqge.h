@@ -1,11 +1,11 @@
 // tqge: the client-side business layer. One include gives the whole public interface.
 #pragma once
 
-#include "tqlibex/WinTypes.h"
-#include "tqlibex/TQString.h"
 #include "tqlibex/GeArrayEx.h"
 #include "tqlibex/GuidTexto.h"
 #include "tqlibex/OleAutMoeda.h"
 #include "tqlibex/Plataforma.h"
+#include "tqlibex/TQString.h"
+#include "tqlibex/WinTypes.h"
 
 #include "foundation/GeCurrencyEx.h"

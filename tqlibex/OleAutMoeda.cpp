@@ -44,9 +44,13 @@ HRESULT GravaCy(bool bNegativo, const U128& modulo, LPCY pcyResult) {
     return GravaCy(bNegativo, modulo.Lo(), pcyResult);
 }
 
-bool DecimalValido(const DECIMAL& d) { return d.scale <= kEscalaMaxima && (d.sign & 0x7F) == 0; }
+bool DecimalValido(const DECIMAL& d) {
+    return d.scale <= kEscalaMaxima && (d.sign & 0x7F) == 0;
+}
 
-U128 Mantissa(const DECIMAL& d) { return U128(d.Hi32, d.Lo64); }
+U128 Mantissa(const DECIMAL& d) {
+    return U128(d.Hi32, d.Lo64);
+}
 
 void GravaDecimal(DECIMAL* pdec, BYTE escala, bool bNegativo, const U128& mantissa) {
     pdec->wReserved = 0;

@@ -70,12 +70,15 @@ CTQString CTQString::Left(int nCount) const {
     return CTQString(m_s.substr(0, static_cast<std::size_t>(nCount)));
 }
 
-CTQString CTQString::Mid(int iFirst) const { return Mid(iFirst, GetLength()); }
+CTQString CTQString::Mid(int iFirst) const {
+    return Mid(iFirst, GetLength());
+}
 
 CTQString CTQString::Mid(int iFirst, int nCount) const {
     iFirst = std::clamp(iFirst, 0, GetLength());
     nCount = std::clamp(nCount, 0, GetLength() - iFirst);
-    return CTQString(m_s.substr(static_cast<std::size_t>(iFirst), static_cast<std::size_t>(nCount)));
+    return CTQString(
+        m_s.substr(static_cast<std::size_t>(iFirst), static_cast<std::size_t>(nCount)));
 }
 
 CTQString CTQString::Right(int nCount) const {
@@ -109,7 +112,8 @@ int CTQString::Replace(const char* pszOld, const char* pszNew) {
     int count = 0;
     std::string out;
     std::size_t pos = 0;
-    for (std::size_t hit; (hit = m_s.find(from, pos)) != std::string::npos; pos = hit + from.size()) {
+    for (std::size_t hit; (hit = m_s.find(from, pos)) != std::string::npos;
+         pos = hit + from.size()) {
         out.append(m_s, pos, hit - pos).append(to);
         ++count;
     }
@@ -142,7 +146,9 @@ CTQString& CTQString::MakeLower() {
     return *this;
 }
 
-static bool IsBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+static bool IsBlank(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
 
 CTQString& CTQString::TrimLeft() {
     m_s.erase(m_s.begin(), std::find_if_not(m_s.begin(), m_s.end(), IsBlank));
@@ -154,7 +160,9 @@ CTQString& CTQString::TrimRight() {
     return *this;
 }
 
-CTQString& CTQString::Trim() { return TrimRight().TrimLeft(); }
+CTQString& CTQString::Trim() {
+    return TrimRight().TrimLeft();
+}
 
 char* CTQString::GetBuffer(int nMinBufLength) {
     if (nMinBufLength > GetLength())

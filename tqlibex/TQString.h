@@ -13,7 +13,8 @@ class CTQString {
 public:
     CTQString() = default;
     CTQString(const char* psz) : m_s(psz ? psz : "") {}
-    CTQString(const char* pch, int nLength) : m_s(pch ? pch : "", pch && nLength > 0 ? nLength : 0) {}
+    CTQString(const char* pch, int nLength)
+        : m_s(pch ? pch : "", pch && nLength > 0 ? nLength : 0) {}
     CTQString(char ch, int nRepeat = 1) : m_s(nRepeat > 0 ? nRepeat : 0, ch) {}
     CTQString(std::string s) : m_s(std::move(s)) {}
     CTQString(std::string_view s) : m_s(s) {}

@@ -47,10 +47,9 @@ public:
     constexpr U128Portavel DivSmall(std::uint32_t d, std::uint32_t& rem) const {
         std::uint64_t r = 0;
         std::uint32_t q[4] = {};
-        const std::uint32_t n[4] = {static_cast<std::uint32_t>(m_hi >> 32),
-                                    static_cast<std::uint32_t>(m_hi),
-                                    static_cast<std::uint32_t>(m_lo >> 32),
-                                    static_cast<std::uint32_t>(m_lo)};
+        const std::uint32_t n[4] = {
+            static_cast<std::uint32_t>(m_hi >> 32), static_cast<std::uint32_t>(m_hi),
+            static_cast<std::uint32_t>(m_lo >> 32), static_cast<std::uint32_t>(m_lo)};
         for (int i = 0; i < 4; ++i) {
             const std::uint64_t cur = (r << 32) | n[i];
             q[i] = static_cast<std::uint32_t>(cur / d);

@@ -1,4 +1,5 @@
 #include "foundation/GeCurrencyEx.h"
+#include "tqlibex/Plataforma.h"
 
 #include <gtest/gtest.h>
 
@@ -12,9 +13,13 @@ tagCY Cy(LONGLONG raw) {
     return cy;
 }
 
-CGeCurrencyEx Valor(LONGLONG raw, int nDecimais = 0) { return CGeCurrencyEx(Cy(raw), nDecimais); }
+CGeCurrencyEx Valor(LONGLONG raw, int nDecimais = 0) {
+    return CGeCurrencyEx(Cy(raw), nDecimais);
+}
 
-LONGLONG Raw(const CGeCurrencyEx& v) { return v.GetAsCurrency().int64; }
+LONGLONG Raw(const CGeCurrencyEx& v) {
+    return v.GetAsCurrency().int64;
+}
 
 } // namespace
 
@@ -60,31 +65,47 @@ TEST(GeCurrencyEx, DuasFamiliasDeAritmetica) {
         LONGLONG b;
         LONGLONG composto; // a op= b
         LONGLONG binario;  // a op b
+        bool bWineDifere;  // wine's oleaut32 answers otherwise than Windows
     };
     const Caso casos[] = {
-        {20000, '*', 20000, 400000000, 40000}, // 2.0000 and 2.0000
-        {20000, '*', 30000, 600000000, 60000},
-        {70000, '/', 20000, 3, 35000},
-        {-70000, '/', 20000, -3, -35000},
-        {10000, '/', 30000, 0, 3333},
-        {20000, '/', 30000, 0, 6667},
-        {15000, '+', 25000, 40000, 40000},
-        {15000, '-', 25000, -10000, -10000},
-        {12345, '*', -10000, -123450000, -12345},
+        {20000, '*', 20000, 400000000, 40000, false}, // 2.0000 and 2.0000
+        {20000, '*', 30000, 600000000, 60000, false},
+        {70000, '/', 20000, 3, 35000, false},
+        {-70000, '/', 20000, -3, -35000, false},
+        {10000, '/', 30000, 0, 3333, true}, // wine: 3334
+        {20000, '/', 30000, 0, 6667, false},
+        {15000, '+', 25000, 40000, 40000, false},
+        {15000, '-', 25000, -10000, -10000, false},
+        {12345, '*', -10000, -123450000, -12345, false},
     };
     for (const Caso& c : casos) {
         CGeCurrencyEx a = Valor(c.a, 4);
         const CGeCurrencyEx b = Valor(c.b, 2);
         CGeCurrencyEx r;
         switch (c.op) {
-            case '+': r = a + b; a += b; break;
-            case '-': r = a - b; a -= b; break;
-            case '*': r = a * b; a *= b; break;
-            case '/': r = a / b; a /= b; break;
+            case '+':
+                r = a + b;
+                a += b;
+                break;
+            case '-':
+                r = a - b;
+                a -= b;
+                break;
+            case '*':
+                r = a * b;
+                a *= b;
+                break;
+            case '/':
+                r = a / b;
+                a /= b;
+                break;
         }
         EXPECT_EQ(Raw(a), c.composto) << c.a << c.op << "=" << c.b;
         EXPECT_EQ(a.GetDecimais(), 4) << "the left operand keeps its count";
-        EXPECT_EQ(Raw(r), c.binario) << c.a << c.op << c.b;
+        if (c.bWineDifere && tq::RodandoSobWine())
+            EXPECT_NE(Raw(r), c.binario) << "listed as a wine difference, but wine now agrees";
+        else
+            EXPECT_EQ(Raw(r), c.binario) << c.a << c.op << c.b;
         EXPECT_EQ(r.GetDecimais(), 0) << "a binary result has no count";
     }
 }
@@ -139,8 +160,8 @@ TEST(GeCurrencyEx, ConverteDeQuatroParaDois) {
         LONGLONG raw, comArredondamento, semArredondamento;
     };
     const Caso casos[] = {
-        {12345, 124, 123}, {12344, 123, 123},   {12349, 124, 123},   {12300, 123, 123},
-        {45, 1, 0},        {44, 0, 0},          {-12345, -122, -123}, {-12455, -124, -124},
+        {12345, 124, 123}, {12344, 123, 123}, {12349, 124, 123},    {12300, 123, 123},
+        {45, 1, 0},        {44, 0, 0},        {-12345, -122, -123}, {-12455, -124, -124},
         {-100, 0, -1},     {-1, 0, 0},
     };
     for (const Caso& c : casos) {
@@ -196,8 +217,8 @@ TEST(GeCurrencyEx, STruncaArredondaMantendoAEscala) {
         LONGLONG esperado;
     };
     const Caso casos[] = {
-        {12345, 4, 2, 12400},  {12344, 4, 2, 12300},  {-12345, 4, 2, -12200},
-        {999999, 4, 2, 1000000}, {-1, 2, 4, 0},       {7, 2, 4, 7},
+        {12345, 4, 2, 12400},         {12344, 4, 2, 12300}, {-12345, 4, 2, -12200},
+        {999999, 4, 2, 1000000},      {-1, 2, 4, 0},        {7, 2, 4, 7},
         {123456789, 8, 4, 123460000},
     };
     for (const Caso& c : casos) {
@@ -245,11 +266,8 @@ TEST(GeCurrencyEx, ImprimeDesconto) {
     };
     const Caso casos[] = {
         {1250000000, "12,50"}, // 125,000.0000: 12.5%
-        {500000000, "5,00"},
-        {12500000, "0,12"},
-        {999999999, "9,99"},
-        {9999, "0,00"},
-        {-1250000000, "-12,50"},
+        {500000000, "5,00"},   {12500000, "0,12"},      {999999999, "9,99"},
+        {9999, "0,00"},        {-1250000000, "-12,50"},
     };
     for (const Caso& c : casos) {
         EXPECT_STREQ(CGeCurrencyEx::ImprimeDesconto(Cy(c.raw)), c.texto) << c.raw;

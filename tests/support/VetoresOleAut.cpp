@@ -21,8 +21,8 @@ FuncoesOleAut FuncoesPortaveis() {
 }
 
 FuncoesOleAut FuncoesDaPlataforma() {
-    return {::VarCyAdd,     ::VarCySub,     ::VarCyMul,    ::VarDecFromCy,
-            ::VarDecFromI2, ::VarDecDiv,    ::VarCyFromDec};
+    return {::VarCyAdd,     ::VarCySub,  ::VarCyMul,    ::VarDecFromCy,
+            ::VarDecFromI2, ::VarDecDiv, ::VarCyFromDec};
 }
 
 std::vector<VetorOleAut> LeVetoresDeReferencia() {

@@ -1,6 +1,6 @@
 // The byte layouts the business servers' records rely on, and the GUID text form.
-#include "tqlibex/GuidTexto.h"
 #include "tqlibex/WinTypes.h"
+#include "tqlibex/GuidTexto.h"
 
 #include <gtest/gtest.h>
 
@@ -56,11 +56,10 @@ TEST(GuidTexto, IdaEVolta) {
 TEST(GuidTexto, RecusaFormasErradas) {
     GUID g = {1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}};
     const GUID antes = g;
-    for (const char* ruim : {"", "0002DF01-0000-0000-C000-000000000046",
-                             "{0002DF01-0000-0000-C000-00000000004}",
-                             "{0002DF01-0000-0000-C000-0000000000460}",
-                             "{0002DF01+0000-0000-C000-000000000046}",
-                             "{0002DF0G-0000-0000-C000-000000000046}"}) {
+    for (const char* ruim :
+         {"", "0002DF01-0000-0000-C000-000000000046", "{0002DF01-0000-0000-C000-00000000004}",
+          "{0002DF01-0000-0000-C000-0000000000460}", "{0002DF01+0000-0000-C000-000000000046}",
+          "{0002DF0G-0000-0000-C000-000000000046}"}) {
         EXPECT_FALSE(tq::TextoParaGuid(ruim, g)) << ruim;
         EXPECT_TRUE(g == antes);
     }

@@ -10,12 +10,18 @@ HRESULT VarCySub(CY cyLeft, CY cyRight, LPCY pcyResult) {
 HRESULT VarCyMul(CY cyLeft, CY cyRight, LPCY pcyResult) {
     return tq::oleaut::VarCyMul(cyLeft, cyRight, pcyResult);
 }
-HRESULT VarDecFromCy(CY cyIn, DECIMAL* pdecOut) { return tq::oleaut::VarDecFromCy(cyIn, pdecOut); }
-HRESULT VarDecFromI2(SHORT sIn, DECIMAL* pdecOut) { return tq::oleaut::VarDecFromI2(sIn, pdecOut); }
+HRESULT VarDecFromCy(CY cyIn, DECIMAL* pdecOut) {
+    return tq::oleaut::VarDecFromCy(cyIn, pdecOut);
+}
+HRESULT VarDecFromI2(SHORT sIn, DECIMAL* pdecOut) {
+    return tq::oleaut::VarDecFromI2(sIn, pdecOut);
+}
 HRESULT VarDecDiv(LPDECIMAL pdecLeft, LPDECIMAL pdecRight, LPDECIMAL pdecResult) {
     return tq::oleaut::VarDecDiv(pdecLeft, pdecRight, pdecResult);
 }
-HRESULT VarCyFromDec(DECIMAL* pdecIn, CY* pcyOut) { return tq::oleaut::VarCyFromDec(pdecIn, pcyOut); }
+HRESULT VarCyFromDec(DECIMAL* pdecIn, CY* pcyOut) {
+    return tq::oleaut::VarCyFromDec(pdecIn, pcyOut);
+}
 
 namespace tq::detail {
 

@@ -2,6 +2,8 @@
 
 namespace tq {
 
-bool RodandoSobWine() { return false; }
+bool RodandoSobWine() {
+    return false;
+}
 
 } // namespace tq

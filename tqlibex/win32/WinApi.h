@@ -4,9 +4,9 @@
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif
-#include <windows.h>
 #include <objbase.h>
 #include <oleauto.h>
+#include <windows.h>
 
 // <winbase.h> defines GetCurrentTime as a macro; the library has its own functions of that stem.
 #undef GetCurrentTime
