@@ -1,7 +1,5 @@
 #include "foundation/GeCurrencyEx.h"
 
-#include "tqlibex/OleAutMoeda.h"
-
 #include <climits>
 
 namespace {
@@ -51,30 +49,6 @@ LONG CGeCurrencyEx::GetValorParaArredondar(int n) {
     for (int i = n - 1; i >= 1; --i)
         soma += static_cast<unsigned>(GetValorParaConverter(i));
     return static_cast<LONG>((soma + 1) * 5u);
-}
-
-CGeCurrencyEx CGeCurrencyEx::operator+(const tagCY& cy) const {
-    CGeCurrencyEx resultado;
-    (void)VarCyAdd(m_cyValor, cy, &resultado.m_cyValor);
-    return resultado;
-}
-
-CGeCurrencyEx CGeCurrencyEx::operator-(const tagCY& cy) const {
-    CGeCurrencyEx resultado;
-    (void)VarCySub(m_cyValor, cy, &resultado.m_cyValor);
-    return resultado;
-}
-
-CGeCurrencyEx CGeCurrencyEx::operator*(const tagCY& cy) const {
-    CGeCurrencyEx resultado;
-    (void)VarCyMul(m_cyValor, cy, &resultado.m_cyValor);
-    return resultado;
-}
-
-CGeCurrencyEx CGeCurrencyEx::operator/(const tagCY& cy) const {
-    CGeCurrencyEx resultado;
-    tq::detail::DivisaoMoeda(m_cyValor, cy, resultado.m_cyValor);
-    return resultado;
 }
 
 void CGeCurrencyEx::Converte(int nNovosDecimais, bool bArredonda) {

@@ -15,6 +15,8 @@
 #include "tqlibex/TQString.h"
 #include "tqlibex/WinTypes.h"
 
+#include <MoedaPlataforma.h>
+
 class CGeCurrencyEx {
 public:
     CGeCurrencyEx() : m_nDecimais(0) { m_cyValor.int64 = 0; }
@@ -64,13 +66,15 @@ public:
     }
     CGeCurrencyEx& operator/=(const CGeCurrencyEx& v) { return *this /= v.m_cyValor; }
 
-    CGeCurrencyEx operator+(const tagCY& cy) const;
+    CGeCurrencyEx operator+(const tagCY& cy) const { return Binario(tq::detail::SomaMoeda, cy); }
     CGeCurrencyEx operator+(const CGeCurrencyEx& v) const { return *this + v.m_cyValor; }
-    CGeCurrencyEx operator-(const tagCY& cy) const;
+    CGeCurrencyEx operator-(const tagCY& cy) const { return Binario(tq::detail::SubtraiMoeda, cy); }
     CGeCurrencyEx operator-(const CGeCurrencyEx& v) const { return *this - v.m_cyValor; }
-    CGeCurrencyEx operator*(const tagCY& cy) const;
+    CGeCurrencyEx operator*(const tagCY& cy) const {
+        return Binario(tq::detail::MultiplicaMoeda, cy);
+    }
     CGeCurrencyEx operator*(const CGeCurrencyEx& v) const { return *this * v.m_cyValor; }
-    CGeCurrencyEx operator/(const tagCY& cy) const;
+    CGeCurrencyEx operator/(const tagCY& cy) const { return Binario(tq::detail::DivisaoMoeda, cy); }
     CGeCurrencyEx operator/(const CGeCurrencyEx& v) const { return *this / v.m_cyValor; }
 
     // Changes the number of decimals the raw integer carries; see the rounding note above.
@@ -100,6 +104,14 @@ private:
     static LONG GetValorParaConverter(int n);
     // The digit 5 repeated n times: the addend that rounds when n digits are dropped.
     static LONG GetValorParaArredondar(int n);
+
+    // The platform's operation on both raw values; the result starts at 0 with no count.
+    template <class Operacao>
+    CGeCurrencyEx Binario(Operacao operacao, const tagCY& cy) const {
+        CGeCurrencyEx resultado;
+        operacao(m_cyValor, cy, resultado.m_cyValor);
+        return resultado;
+    }
 
     // Raw arithmetic wraps: computed unsigned, then stored back as two's complement.
     unsigned long long Raw() const { return static_cast<unsigned long long>(m_cyValor.int64); }

@@ -26,10 +26,6 @@ bool ArredondaParaCima(const U& q, const U& r, const U& d) {
     const U resto = d - r;
     return r > resto || (r == resto && q.IsOdd());
 }
-bool ArredondaParaCima(std::uint64_t q, std::uint64_t r, std::uint64_t d) {
-    const std::uint64_t resto = d - r;
-    return r > resto || (r == resto && (q & 1) != 0);
-}
 
 HRESULT GravaCy(bool bNegativo, std::uint64_t modulo, LPCY pcyResult) {
     if (modulo > (bNegativo ? kLimiteNegativo : kLimitePositivo))
@@ -85,19 +81,8 @@ HRESULT VarCySub(CY cyLeft, CY cyRight, LPCY pcyResult) {
 HRESULT VarCyMul(CY cyLeft, CY cyRight, LPCY pcyResult) {
     if (!pcyResult)
         return E_INVALIDARG;
-    LONGLONG produto;
-    if (!__builtin_mul_overflow(cyLeft.int64, cyRight.int64, &produto)) {
-        // Everyday amounts: the product fits 64 bits and the division by a constant is cheap.
-        LONGLONG q = produto / static_cast<LONGLONG>(kCyEscala);
-        const LONGLONG r = produto % static_cast<LONGLONG>(kCyEscala);
-        const LONGLONG meio = kCyEscala / 2;
-        if (r > meio || (r == meio && (q & 1)))
-            ++q;
-        else if (r < -meio || (r == -meio && (q & 1)))
-            --q;
-        pcyResult->int64 = q;
+    if (detail::MultiplicaCyRapido(cyLeft.int64, cyRight.int64, pcyResult->int64))
         return S_OK;
-    }
     const bool bNegativo = (cyLeft.int64 < 0) != (cyRight.int64 < 0);
     const U128 p = U128::Mul64(Modulo(cyLeft.int64), Modulo(cyRight.int64));
     std::uint32_t r = 0;
@@ -112,15 +97,10 @@ HRESULT CyDiv(CY cyLeft, CY cyRight, LPCY pcyResult) {
         return E_INVALIDARG;
     if (cyRight.int64 == 0)
         return DISP_E_DIVBYZERO;
+    if (detail::DivideCyRapido(cyLeft.int64, cyRight.int64, pcyResult->int64))
+        return S_OK;
     const bool bNegativo = (cyLeft.int64 < 0) != (cyRight.int64 < 0);
     const std::uint64_t a = Modulo(cyLeft.int64), b = Modulo(cyRight.int64);
-    if (a <= UINT64_MAX / kCyEscala) {
-        const std::uint64_t n = a * kCyEscala;
-        std::uint64_t q = n / b;
-        if (ArredondaParaCima(q, n % b, b))
-            ++q;
-        return GravaCy(bNegativo, q, pcyResult);
-    }
     U128 q, r;
     U128::DivMod(U128::Mul64(a, kCyEscala), U128(b), q, r);
     if (ArredondaParaCima(q, r, U128(b)))

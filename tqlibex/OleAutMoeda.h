@@ -37,9 +37,43 @@ HRESULT CyDiv(CY cyLeft, CY cyRight, LPCY pcyResult);
 
 namespace tq::detail {
 
-// The money value's division, as the platform does it: out is 0 unless every step succeeds.
-// Windows runs the oleaut32 chain (VarDecFromI2 to clear the temporaries, VarDecFromCy,
-// VarDecDiv, VarCyFromDec); POSIX computes the same quotient with tq::oleaut::CyDiv.
-void DivisaoMoeda(const tagCY& left, const tagCY& right, tagCY& out);
+// Fast paths of VarCyMul and CyDiv for everyday amounts, inline so that the money value's loops
+// do not pay a call. They answer false, leaving r alone, when the operands need the wide path.
+
+// Branch-free rounding: the sign and the half-to-even decision are data, not jumps, because
+// amounts arrive in no predictable order. Up when the remainder is past half the divisor, or
+// exactly half with the quotient odd: for 10^4, resto + (q & 1) > 5000 says both.
+
+// Product: when it fits 64 bits, divided by the constant 10^4 and rounded half-to-even.
+inline bool MultiplicaCyRapido(LONGLONG a, LONGLONG b, LONGLONG& r) {
+    LONGLONG p;
+    if (__builtin_mul_overflow(a, b, &p))
+        return false;
+    const LONGLONG sinal = p < 0 ? -1 : 0;
+    const unsigned long long modulo = static_cast<unsigned long long>((p ^ sinal) - sinal);
+    const unsigned long long q = modulo / 10000, resto = modulo - q * 10000;
+    const LONGLONG arredondado = static_cast<LONGLONG>(q + (resto + (q & 1) > 5000 ? 1 : 0));
+    r = (arredondado ^ sinal) - sinal;
+    return true;
+}
+
+// Quotient a * 10^4 / b, rounded half-to-even, when a * 10^4 fits 64 bits unsigned.
+inline bool DivideCyRapido(LONGLONG a, LONGLONG b, LONGLONG& r) {
+    constexpr unsigned long long kLimiteA = ~0ull / 10000;
+    const unsigned long long ua =
+        a < 0 ? 0 - static_cast<unsigned long long>(a) : static_cast<unsigned long long>(a);
+    const unsigned long long ub =
+        b < 0 ? 0 - static_cast<unsigned long long>(b) : static_cast<unsigned long long>(b);
+    if (ua > kLimiteA || ub == 0)
+        return false;
+    const unsigned long long n = ua * 10000, q = n / ub, resto = n - q * ub;
+    const unsigned long long arredondado = q + (2 * resto + (q & 1) > ub ? 1 : 0);
+    // The quotient of a 64-bit numerator can still pass the currency range (b = 0.0001).
+    if (arredondado > (1ull << 63) - ((a < 0) != (b < 0) ? 0 : 1))
+        return false;
+    const LONGLONG sinal = (a < 0) != (b < 0) ? -1 : 0;
+    r = (static_cast<LONGLONG>(arredondado) ^ sinal) - sinal;
+    return true;
+}
 
 } // namespace tq::detail

@@ -20,9 +20,15 @@ FuncoesOleAut FuncoesPortaveis() {
             tq::oleaut::VarCyFromDec};
 }
 
+// Wrapped, because on 32-bit Windows the platform's functions are __stdcall.
 FuncoesOleAut FuncoesDaPlataforma() {
-    return {::VarCyAdd,     ::VarCySub,  ::VarCyMul,    ::VarDecFromCy,
-            ::VarDecFromI2, ::VarDecDiv, ::VarCyFromDec};
+    return {[](CY a, CY b, LPCY r) { return ::VarCyAdd(a, b, r); },
+            [](CY a, CY b, LPCY r) { return ::VarCySub(a, b, r); },
+            [](CY a, CY b, LPCY r) { return ::VarCyMul(a, b, r); },
+            [](CY a, DECIMAL* r) { return ::VarDecFromCy(a, r); },
+            [](SHORT a, DECIMAL* r) { return ::VarDecFromI2(a, r); },
+            [](LPDECIMAL a, LPDECIMAL b, LPDECIMAL r) { return ::VarDecDiv(a, b, r); },
+            [](DECIMAL* a, CY* r) { return ::VarCyFromDec(a, r); }};
 }
 
 std::vector<VetorOleAut> LeVetoresDeReferencia() {

@@ -6,6 +6,8 @@
 #include "tqlibex/OleAutMoeda.h"
 #include "tqlibex/Plataforma.h"
 
+#include <MoedaPlataforma.h>
+
 #include <gtest/gtest.h>
 
 #include <cstdint>

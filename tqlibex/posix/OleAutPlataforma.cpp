@@ -22,14 +22,3 @@ HRESULT VarDecDiv(LPDECIMAL pdecLeft, LPDECIMAL pdecRight, LPDECIMAL pdecResult)
 HRESULT VarCyFromDec(DECIMAL* pdecIn, CY* pcyOut) {
     return tq::oleaut::VarCyFromDec(pdecIn, pcyOut);
 }
-
-namespace tq::detail {
-
-void DivisaoMoeda(const tagCY& left, const tagCY& right, tagCY& out) {
-    out.int64 = 0;
-    tagCY quociente;
-    if (SUCCEEDED(tq::oleaut::CyDiv(left, right, &quociente)))
-        out = quociente;
-}
-
-} // namespace tq::detail

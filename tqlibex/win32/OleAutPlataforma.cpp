@@ -1,5 +1,5 @@
 // Windows: the money value divides through oleaut32, as every module program always has.
-#include "tqlibex/OleAutMoeda.h"
+#include <MoedaPlataforma.h>
 
 namespace tq::detail {
 
