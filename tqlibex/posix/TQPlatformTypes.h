@@ -120,5 +120,35 @@ HRESULT VarDecFromI2(SHORT sIn, DECIMAL* pdecOut);
 HRESULT VarDecDiv(LPDECIMAL pdecLeft, LPDECIMAL pdecRight, LPDECIMAL pdecResult);
 HRESULT VarCyFromDec(DECIMAL* pdecIn, CY* pcyOut);
 
+// Time as Windows keeps it: FILETIME counts 100-nanosecond ticks since 1601-01-01.
+struct FILETIME {
+    DWORD dwLowDateTime;
+    DWORD dwHighDateTime;
+};
+struct SYSTEMTIME {
+    WORD wYear;
+    WORD wMonth;
+    WORD wDayOfWeek;
+    WORD wDay;
+    WORD wHour;
+    WORD wMinute;
+    WORD wSecond;
+    WORD wMilliseconds;
+};
+
+constexpr DWORD ERROR_SUCCESS = 0;
+constexpr DWORD ERROR_FILE_NOT_FOUND = 2;
+constexpr DWORD ERROR_INVALID_PARAMETER = 87;
+
+// The calling thread's last error, as kernel32 keeps it.
+DWORD GetLastError();
+void SetLastError(DWORD dwErrCode);
+
+// Calendar conversions with kernel32's rules: years 1601 to 30827, every field in range (the day
+// of the week is ignored on input), FILETIME values up to 0x7FFFFFFFFFFFFFFF. On failure they
+// answer FALSE with ERROR_INVALID_PARAMETER as the last error.
+BOOL SystemTimeToFileTime(const SYSTEMTIME* lpSystemTime, FILETIME* lpFileTime);
+BOOL FileTimeToSystemTime(const FILETIME* lpFileTime, SYSTEMTIME* lpSystemTime);
+
 // printf-style format checking for the library's variadic functions.
 #define TQ_PRINTF_FORMAT(fmt, args) __attribute__((format(printf, fmt, args)))

@@ -1,0 +1,163 @@
+#include "tqlibex/Registro.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+using tq::CDadosRegistro;
+using tq::ERaizRegistro;
+
+namespace {
+
+constexpr ERaizRegistro HKLM = ERaizRegistro::LocalMachine;
+constexpr ERaizRegistro HKCU = ERaizRegistro::CurrentUser;
+constexpr ERaizRegistro HKCR = ERaizRegistro::ClassesRoot;
+
+std::string Texto(const CDadosRegistro& d, ERaizRegistro raiz, const char* chave,
+                  const char* valor) {
+    CTQString s;
+    return d.LeTexto(raiz, chave, valor, s) ? std::string(s.GetString()) : "<missing>";
+}
+
+long long Dword(const CDadosRegistro& d, ERaizRegistro raiz, const char* chave, const char* valor) {
+    DWORD dw = 0;
+    return d.LeDword(raiz, chave, valor, dw) ? static_cast<long long>(dw) : -1;
+}
+
+const char* const kExportacao = R"(Windows Registry Editor Version 5.00
+
+; a comment
+[HKEY_LOCAL_MACHINE\SOFTWARE\TQ Sistemas\Geral]
+"Servidor"="srv01"
+"Caminho"="C:\\TQ\\Dados\\"
+"Aspas"="diz \"ola\""
+"Porta"=dword:0000000a
+@="padrao"
+"Binario"=hex:01,02,03,\
+  04,05
+"Depois"="lido"
+"Apagado"=-
+
+[-HKEY_LOCAL_MACHINE\SOFTWARE\Removida]
+"Nada"="x"
+
+[HKEY_USERS\.DEFAULT\Outra]
+"Nada"="x"
+
+[HKEY_CURRENT_USER\SOFTWARE\PTA]
+"Env_PTA"=dword:00000001
+
+[HKEY_CLASSES_ROOT\CLSID\{11111111-2222-3333-4444-555555555555}]
+"AppID"="{AAAAAAAA-2222-3333-4444-555555555555}"
+
+[HKEY_LOCAL_MACHINE\SOFTWARE\Classes\AppID\{AAAAAAAA-2222-3333-4444-555555555555}]
+"RemoteServerName"="maquina-do-servidor"
+)";
+
+} // namespace
+
+TEST(ArquivoReg, ValoresDeUmaExportacao) {
+    std::vector<std::string> avisos;
+    const CDadosRegistro d = tq::LeArquivoReg(kExportacao, &avisos);
+    EXPECT_TRUE(avisos.empty()) << avisos.front();
+    const char* geral = "SOFTWARE\\TQ Sistemas\\Geral";
+    EXPECT_EQ(Texto(d, HKLM, geral, "Servidor"), "srv01");
+    EXPECT_EQ(Texto(d, HKLM, geral, "Caminho"), "C:\\TQ\\Dados\\");
+    EXPECT_EQ(Texto(d, HKLM, geral, "Aspas"), "diz \"ola\"");
+    EXPECT_EQ(Dword(d, HKLM, geral, "Porta"), 10);
+    EXPECT_EQ(Texto(d, HKLM, geral, nullptr), "padrao");
+    EXPECT_EQ(Texto(d, HKLM, geral, ""), "padrao");
+    EXPECT_EQ(Texto(d, HKLM, geral, "Depois"), "lido")
+        << "a continued hex value swallowed the next line";
+    EXPECT_EQ(Texto(d, HKLM, geral, "Binario"), "<missing>");
+    EXPECT_EQ(Texto(d, HKLM, geral, "Apagado"), "<missing>");
+    EXPECT_EQ(Texto(d, HKLM, "SOFTWARE\\Removida", "Nada"), "<missing>");
+    EXPECT_FALSE(d.ExisteChave(HKLM, "SOFTWARE\\Removida"));
+    EXPECT_EQ(Dword(d, HKCU, "SOFTWARE\\PTA\\", "Env_PTA"), 1);
+    // Names are case-insensitive; a value of another type is not read.
+    EXPECT_EQ(Texto(d, HKLM, "software\\tq sistemas\\GERAL\\", "servidor"), "srv01");
+    EXPECT_EQ(Dword(d, HKLM, geral, "Servidor"), -1);
+    EXPECT_EQ(Texto(d, HKLM, geral, "Porta"), "<missing>");
+}
+
+// HKEY_CLASSES_ROOT shows HKCU\SOFTWARE\Classes over HKLM\SOFTWARE\Classes over its own keys.
+TEST(ArquivoReg, VisaoMescladaDeClassesRoot) {
+    CDadosRegistro d = tq::LeArquivoReg(kExportacao, nullptr);
+    EXPECT_EQ(Texto(d, HKCR, "CLSID\\{11111111-2222-3333-4444-555555555555}", "AppID"),
+              "{AAAAAAAA-2222-3333-4444-555555555555}");
+    EXPECT_EQ(Texto(d, HKCR, "AppID\\{AAAAAAAA-2222-3333-4444-555555555555}", "RemoteServerName"),
+              "maquina-do-servidor");
+    d.DefineTexto(HKCU, "Software\\Classes\\AppID\\{AAAAAAAA-2222-3333-4444-555555555555}",
+                  "RemoteServerName", "do-usuario");
+    EXPECT_EQ(Texto(d, HKCR, "AppID\\{AAAAAAAA-2222-3333-4444-555555555555}", "RemoteServerName"),
+              "do-usuario");
+}
+
+TEST(ArquivoReg, LinhaMalformadaNaoEstragaAsOutras) {
+    std::vector<std::string> avisos;
+    const CDadosRegistro d = tq::LeArquivoReg("REGEDIT4\r\n"
+                                              "[HKEY_LOCAL_MACHINE\\SOFTWARE\\X]\r\n"
+                                              "\"A\"=\"1\"\r\n"
+                                              "\"B\"=dword:zz\r\n"
+                                              "\"C\"=\"sem fim\r\n"
+                                              "sem aspas=1\r\n"
+                                              "\"D\"=dword:123456789\r\n"
+                                              "\"E\" \"faltou igual\"\r\n"
+                                              "\"F\"=qword:1\r\n"
+                                              "\"G\"=dword:0000ffff\r\n"
+                                              "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Y\r\n",
+                                              &avisos);
+    EXPECT_EQ(avisos.size(), 7u);
+    EXPECT_EQ(Texto(d, HKLM, "SOFTWARE\\X", "A"), "1");
+    EXPECT_EQ(Dword(d, HKLM, "SOFTWARE\\X", "G"), 0xFFFF)
+        << "values after bad lines must stay readable";
+    for (const char* v : {"B", "C", "D", "F"})
+        EXPECT_EQ(Dword(d, HKLM, "SOFTWARE\\X", v), -1) << v;
+}
+
+TEST(ArquivoReg, SemCabecalhoNadaELido) {
+    std::vector<std::string> avisos;
+    const CDadosRegistro d =
+        tq::LeArquivoReg("[HKEY_LOCAL_MACHINE\\SOFTWARE\\X]\n\"A\"=\"1\"\n", &avisos);
+    EXPECT_EQ(Texto(d, HKLM, "SOFTWARE\\X", "A"), "<missing>");
+    EXPECT_EQ(avisos.size(), 1u);
+}
+
+TEST(ArquivoReg, Utf16ComMarca) {
+    // regedit writes version 5 exports in UTF-16LE; "Descrição" keeps its Windows-1252 letters.
+    const std::string texto =
+        "Windows Registry Editor Version 5.00\r\n[HKEY_CURRENT_USER\\SOFTWARE\\T]\r\n"
+        "\"Nome\"=\"Descri\xE7\xE3o\"\r\n";
+    std::string utf16 = "\xFF\xFE";
+    for (char c : texto) {
+        utf16 += c;
+        utf16 += '\0';
+    }
+    EXPECT_EQ(Texto(tq::LeArquivoReg(utf16, nullptr), HKCU, "SOFTWARE\\T", "Nome"),
+              "Descri\xE7\xE3o");
+    const std::string utf8 =
+        "\xEF\xBB\xBFWindows Registry Editor Version 5.00\n[HKEY_CURRENT_USER\\SOFTWARE\\T]\n"
+        "\"Nome\"=\"Descri\xC3\xA7\xC3\xA3o\"\n";
+    EXPECT_EQ(Texto(tq::LeArquivoReg(utf8, nullptr), HKCU, "SOFTWARE\\T", "Nome"),
+              "Descri\xE7\xE3o");
+}
+
+TEST(Registro, EscopoInstalaERestaura) {
+    tq::CRegistroEmMemoria externo, interno;
+    externo.DefineTexto(HKLM, "SOFTWARE\\A", "v", "externo");
+    interno.DefineTexto(HKLM, "SOFTWARE\\A", "v", "interno");
+    {
+        tq::CEscopoRegistro e1(externo);
+        {
+            tq::CEscopoRegistro e2(interno);
+            CTQString s;
+            ASSERT_TRUE(tq::RegistroAtual().LeTexto(HKLM, "SOFTWARE\\A", "v", true, s));
+            EXPECT_EQ(s, "interno");
+        }
+        CTQString s;
+        ASSERT_TRUE(tq::RegistroAtual().LeTexto(HKLM, "SOFTWARE\\A", "v", true, s));
+        EXPECT_EQ(s, "externo");
+    }
+    EXPECT_EQ(&tq::RegistroAtual(), &tq::RegistroDaPlataforma());
+}
