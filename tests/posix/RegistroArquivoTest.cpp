@@ -111,4 +111,7 @@ TEST_F(RegistroArquivo, RelogioRelidoEmMaquinaMarcada) {
     Escreve(marca + kAmbiente +
             "\"TQ_DATETIME\"=\"1;01/01/2030;08:00:00:0000;15/03/2024;10:00:00\"\r\n");
     EXPECT_EQ(GetCurrentTime_LocalTime().wYear, 2024) << "fourteen numbers: the real clock";
+    Escreve(marca + kAmbiente +
+            "\"TQ_DATETIME\"=\"0;01/01/2030;08:00:00:0000;15/03/2024;10:00:00:0000\"\r\n");
+    EXPECT_EQ(GetCurrentTime_LocalTime().wYear, 2024) << "switch 0: the real clock";
 }

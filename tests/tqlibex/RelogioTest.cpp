@@ -156,34 +156,57 @@ TEST_F(AmbienteRelogio, MarcaDiferenteDeUmNaoConta) {
     EXPECT_EQ(GetCurrentTime_LocalTime().wYear, 2020);
 }
 
-TEST_F(AmbienteRelogio, FalhasDeConversaoLancamCTQException) {
-    struct Caso {
-        const char* configuracao;
-        SYSTEMTIME (*chamada)();
-        const char* texto;
-    };
-    const Caso casos[] = {
-        {"1;31/02/2020;08:00:00:0000;15/03/2024;10:00:00:0000", GetCurrentTime_LocalTime,
-         "Helper_SystemTimeToFileTime: SystemTimeToFileTime"},
-        // Past the last representable moment: the ticks exist but no calendar date does.
-        {"1;31/12/30827;23:00:00:0000;01/01/1601;00:00:00:0000", GetCurrentTime_LocalTime,
-         "GetCurrentTime_LocalTime: FileTimeToSystemTime"},
-    };
-    for (const Caso& c : casos) {
-        tq::detail::EsqueceConfiguracaoDoRelogio();
-        DefineRelogio(c.configuracao);
-        try {
-            c.chamada();
-            ADD_FAILURE() << "no exception for " << c.configuracao;
-        } catch (CTQException* e) {
-            EXPECT_STREQ(e->GetTexto(), c.texto);
-            EXPECT_EQ(e->GetCodigo(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
-            char msg[16];
-            EXPECT_TRUE(e->GetErrorMessage(msg, sizeof msg));
-            EXPECT_EQ(std::string(msg), std::string(c.texto).substr(0, 15));
-            e->Delete();
-        }
+namespace {
+// A zone conversion that fails, as LocalFileTimeToFileTime can.
+class RelogioSemFuso : public tq::CRelogioAjustavel {
+public:
+    using CRelogioAjustavel::CRelogioAjustavel;
+    bool LocalParaUtc(const FILETIME&, FILETIME&) override {
+        SetLastError(1234);
+        return false;
     }
+};
+
+template <class F>
+void EsperaCTQException(F chamada, const char* texto, DWORD codigo) {
+    try {
+        chamada();
+        ADD_FAILURE() << "no exception, expected " << texto;
+    } catch (CTQException* e) {
+        EXPECT_STREQ(e->GetTexto(), texto);
+        EXPECT_EQ(e->GetCodigo(), codigo) << texto;
+        char msg[16];
+        EXPECT_TRUE(e->GetErrorMessage(msg, sizeof msg));
+        EXPECT_EQ(std::string(msg), std::string(texto).substr(0, 15));
+        e->Delete();
+    }
+}
+} // namespace
+
+TEST_F(AmbienteRelogio, FalhasDeConversaoLancamCTQException) {
+    DefineRelogio("1;31/02/2020;08:00:00:0000;15/03/2024;10:00:00:0000");
+    EsperaCTQException(GetCurrentTime_LocalTime,
+                       "Helper_SystemTimeToFileTime: SystemTimeToFileTime",
+                       ERROR_INVALID_PARAMETER);
+
+    // Past the last representable moment: the ticks exist but no calendar date does.
+    tq::detail::EsqueceConfiguracaoDoRelogio();
+    DefineRelogio("1;31/12/30827;23:00:00:0000;01/01/1601;00:00:00:0000");
+    EsperaCTQException(GetCurrentTime_LocalTime, "GetCurrentTime_LocalTime: FileTimeToSystemTime",
+                       ERROR_INVALID_PARAMETER);
+
+    // A local moment that exists, whose UTC does not: a bias of 2^31 - 1 minutes.
+    tq::detail::EsqueceConfiguracaoDoRelogio();
+    DefineRelogio("1;31/12/30000;00:00:00:0000;15/03/2024;10:30:00:0000");
+    relogio.Define(Momento(15, 3, 2024, 10, 30), 0x7FFFFFFF);
+    EXPECT_EQ(GetCurrentTime_LocalTime().wYear, 30000);
+    EsperaCTQException(GetCurrentTime_SystemTime, "GetCurrentTime_SystemTime: FileTimeToSystemTime",
+                       ERROR_INVALID_PARAMETER);
+
+    RelogioSemFuso semFuso(Momento(15, 3, 2024, 10, 30), 180);
+    tq::CEscopoRelogio escopo(semFuso);
+    EsperaCTQException(GetCurrentTime_SystemTimeAsFileTime,
+                       "GetCurrentTime_SystemTimeAsFileTime: LocalFileTimeToFileTime", 1234);
 }
 
 // The cached setting is shared by every thread; a test-marked machine rewrites it at each reading
