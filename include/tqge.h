@@ -1,14 +1,20 @@
 // tqge: the client-side business layer. One include gives the whole public interface.
 #pragma once
 
+#include "tqlibex/ConexaoGe.h"
+#include "tqlibex/EventoCom.h"
 #include "tqlibex/GeArrayEx.h"
+#include "tqlibex/GeLog.h"
 #include "tqlibex/GuidTexto.h"
+#include "tqlibex/NomesHResult.h"
 #include "tqlibex/OleAutMoeda.h"
 #include "tqlibex/Plataforma.h"
 #include "tqlibex/Registro.h"
 #include "tqlibex/Relogio.h"
+#include "tqlibex/RuntimeFechado.h"
 #include "tqlibex/TQException.h"
 #include "tqlibex/TQString.h"
+#include "tqlibex/TraceHResult.h"
 #include "tqlibex/WinTypes.h"
 
 #include "foundation/GeCurrencyEx.h"

@@ -12,6 +12,6 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 # Static runtime: wine cannot find libstdc++-6.dll or libwinpthread-1.dll otherwise.
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-static")
-set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static-libgcc -static-libstdc++")
+set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static")
 find_program(TQ_WINE wine REQUIRED)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${TQ_WINE})

@@ -150,5 +150,13 @@ void SetLastError(DWORD dwErrCode);
 BOOL SystemTimeToFileTime(const SYSTEMTIME* lpSystemTime, FILETIME* lpFileTime);
 BOOL FileTimeToSystemTime(const FILETIME* lpFileTime, SYSTEMTIME* lpSystemTime);
 
+// Event types of the event log.
+constexpr WORD EVENTLOG_SUCCESS = 0x0000;
+constexpr WORD EVENTLOG_ERROR_TYPE = 0x0001;
+constexpr WORD EVENTLOG_WARNING_TYPE = 0x0002;
+constexpr WORD EVENTLOG_INFORMATION_TYPE = 0x0004;
+constexpr WORD EVENTLOG_AUDIT_SUCCESS = 0x0008;
+constexpr WORD EVENTLOG_AUDIT_FAILURE = 0x0010;
+
 // printf-style format checking for the library's variadic functions.
 #define TQ_PRINTF_FORMAT(fmt, args) __attribute__((format(printf, fmt, args)))

@@ -1,0 +1,96 @@
+#include "tqlibex/RuntimeFechado.h"
+
+#include "tqlibex/TraceHResult.h"
+
+#include <atomic>
+#include <mutex>
+#include <utility>
+
+namespace {
+
+std::mutex g_mutexGanchos;
+tq::GanchoTrataErro2 g_trataErro2;
+tq::GanchoCallOnError g_callOnError;
+std::atomic<bool> g_bTratarErros{true};
+std::atomic<bool> g_bTratarMensagens{true};
+
+} // namespace
+
+bool TQTrataErro2(LONGLONG hr, ULONG ulChamador, ULONG ulNumero, const char* pszTexto,
+                  const char* pszArquivo, int nLinha, const char* pszCompilacao) {
+    tq::GanchoTrataErro2 gancho;
+    {
+        std::lock_guard lock(g_mutexGanchos);
+        gancho = g_trataErro2;
+    }
+    if (gancho)
+        return gancho(hr, ulChamador, ulNumero, pszTexto, pszArquivo, nLinha, pszCompilacao);
+    GravaTrace(nullptr, "TQTrataErro2", pszArquivo, nLinha,
+               "HR = %#llX Chamador = %u Numero = %u %s (%s)", static_cast<unsigned long long>(hr),
+               static_cast<unsigned>(ulChamador), static_cast<unsigned>(ulNumero),
+               pszTexto ? pszTexto : "", pszCompilacao ? pszCompilacao : "");
+    return false;
+}
+
+bool CTQLumenException::CallOnError(CTQLumenException& e, long hr, int nCodigoErro, int nServidor,
+                                    int nLinha, const char* pszArquivo, const char* pszCompilacao) {
+    tq::GanchoCallOnError gancho;
+    {
+        std::lock_guard lock(g_mutexGanchos);
+        gancho = g_callOnError;
+    }
+    if (gancho)
+        return gancho(e, hr, nCodigoErro, nServidor, nLinha, pszArquivo, pszCompilacao);
+    GravaTrace(nullptr, "CTQLumenException::CallOnError", pszArquivo, nLinha,
+               "HR = %#lX Codigo = %d Servidor = %d (%s)", static_cast<unsigned long>(hr),
+               nCodigoErro, nServidor, pszCompilacao ? pszCompilacao : "");
+    return false;
+}
+
+CTQServidoresBase* TQFC_GetServidores() {
+    static CTQServidoresBase servidores;
+    return &servidores;
+}
+
+bool CTQDFConxTratamentoErrosConfig::TratarErros() {
+    return g_bTratarErros;
+}
+void CTQDFConxTratamentoErrosConfig::SetTrataErros(bool bTratar) {
+    g_bTratarErros = bTratar;
+}
+void CTQDFConxTratamentoErrosConfig::SetTratarMensagens(bool bTratar) {
+    g_bTratarMensagens = bTratar;
+}
+bool CTQDFConxTratamentoErrosConfig::TratarMensagens() {
+    return g_bTratarMensagens;
+}
+
+namespace tq {
+
+CEscopoTrataErro2::CEscopoTrataErro2(GanchoTrataErro2 gancho) {
+    std::lock_guard lock(g_mutexGanchos);
+    m_anterior = std::exchange(g_trataErro2, std::move(gancho));
+}
+
+CEscopoTrataErro2::~CEscopoTrataErro2() {
+    std::lock_guard lock(g_mutexGanchos);
+    g_trataErro2 = std::move(m_anterior);
+}
+
+CEscopoCallOnError::CEscopoCallOnError(GanchoCallOnError gancho) {
+    std::lock_guard lock(g_mutexGanchos);
+    m_anterior = std::exchange(g_callOnError, std::move(gancho));
+}
+
+CEscopoCallOnError::~CEscopoCallOnError() {
+    std::lock_guard lock(g_mutexGanchos);
+    g_callOnError = std::move(m_anterior);
+}
+
+namespace detail {
+const char* DataDaCompilacao() {
+    return __DATE__ " " __TIME__;
+}
+} // namespace detail
+
+} // namespace tq
