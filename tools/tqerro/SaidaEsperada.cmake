@@ -1,0 +1,10 @@
+# Runs a program and checks its exit code and, optionally, a pattern in its output:
+#   cmake -DPROGRAMA=... [-DEMULADOR=...] -DARGS="a;b" -DCODIGO=2 [-DPADRAO=regex] -P SaidaEsperada.cmake
+execute_process(COMMAND ${EMULADOR} ${PROGRAMA} ${ARGS}
+    RESULT_VARIABLE codigo OUTPUT_VARIABLE saida ERROR_VARIABLE erros)
+if(NOT codigo EQUAL CODIGO)
+    message(FATAL_ERROR "exit code ${codigo}, expected ${CODIGO}\n${saida}${erros}")
+endif()
+if(DEFINED PADRAO AND NOT "${saida}${erros}" MATCHES "${PADRAO}")
+    message(FATAL_ERROR "output does not match ${PADRAO}:\n${saida}${erros}")
+endif()
