@@ -1,6 +1,7 @@
 // The POSIX registry: a real regedit export named by TQ_REGISTRY_FILE, and the clock shifted
 // through it.
 #include "support/AmbienteRelogio.h"
+#include "support/Gravadores.h"
 
 #include "tqlibex/Registro.h"
 #include "tqlibex/Relogio.h"
@@ -79,6 +80,17 @@ TEST_F(RegistroArquivo, PercebeQueOArquivoMudou) {
     EXPECT_EQ(b, 2u);
     std::filesystem::remove(m_caminho);
     EXPECT_EQ(Le(ERaizRegistro::LocalMachine, "SOFTWARE\\X", "A"), "<missing>");
+}
+
+TEST_F(RegistroArquivo, LinhaMalformadaVaiUmaVezParaOTrace) {
+    tq::teste::GravadorTrace gravador;
+    Escreve("[HKEY_LOCAL_MACHINE\\SOFTWARE\\X]\r\n\"A\"=dword:zz\r\n\"B\"=\"lido\"\r\n");
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(Le(ERaizRegistro::LocalMachine, "SOFTWARE\\X", "B"), "lido");
+    ASSERT_EQ(gravador.registros.size(), 1u);
+    const std::string texto = gravador.registros[0].sTexto.GetString();
+    EXPECT_NE(texto.find("bad dword"), std::string::npos) << texto;
+    EXPECT_NE(texto.find(m_caminho.string()), std::string::npos) << texto;
 }
 
 TEST_F(RegistroArquivo, RelogioDeslocadoLidoUmaVez) {

@@ -1,7 +1,9 @@
 // POSIX: the registry is a regedit export file named by TQ_REGISTRY_FILE. The file is read again
 // whenever it changes (a test-marked machine reads the clock setting on every call, and a tester
-// edits the file while the program runs).
+// edits the file while the program runs). Lines it cannot read go to the trace log, once.
 #include "tqlibex/Registro.h"
+
+#include "tqlibex/TraceHResult.h"
 
 #include <sys/stat.h>
 
@@ -9,6 +11,8 @@
 #include <ctime>
 #include <fstream>
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace tq {
 
@@ -62,11 +66,23 @@ private:
                 std::ifstream in(v.sCaminho, std::ios::binary);
                 std::ostringstream conteudo;
                 conteudo << in.rdbuf();
-                // Malformed lines are skipped; they have nowhere to be reported yet.
-                m_dados = LeArquivoReg(conteudo.str(), nullptr);
+                std::vector<std::string> avisos;
+                m_dados = LeArquivoReg(conteudo.str(), &avisos);
+                Reporta(v.sCaminho, avisos);
             }
         }
         return m_dados;
+    }
+
+    // A malformed line is reported once, not at every reading of an unchanged file.
+    void Reporta(const std::string& caminho, const std::vector<std::string>& avisos) {
+        if (caminho == m_sCaminhoReportado && avisos == m_avisosReportados)
+            return;
+        m_sCaminhoReportado = caminho;
+        m_avisosReportados = avisos;
+        for (const std::string& aviso : avisos)
+            GravaTrace(nullptr, "tq::RegistroDaPlataforma", "Registro", 0,
+                       "TQ_REGISTRY_FILE %s: %s", caminho.c_str(), aviso.c_str());
     }
 
     static constexpr long long kAssentaNs = 2000000000LL; // 2 s
@@ -81,6 +97,8 @@ private:
     long long m_lidoEmNs = 0;
     Versao m_versao;
     CDadosRegistro m_dados;
+    std::string m_sCaminhoReportado;
+    std::vector<std::string> m_avisosReportados;
 };
 
 } // namespace
