@@ -3,24 +3,10 @@
 #include "tqlibex/GuidTexto.h"
 #include "tqlibex/Processo.h"
 
-#include <atomic>
-
 namespace tq {
 
-namespace {
-std::atomic<IRegistroEventos*> g_pEventos{nullptr};
-}
-
 IRegistroEventos& RegistroEventosAtual() {
-    IRegistroEventos* p = g_pEventos.load(std::memory_order_acquire);
-    return p ? *p : RegistroEventosDaPlataforma();
-}
-
-CEscopoRegistroEventos::CEscopoRegistroEventos(IRegistroEventos& registro)
-    : m_pAnterior(g_pEventos.exchange(&registro, std::memory_order_acq_rel)) {}
-
-CEscopoRegistroEventos::~CEscopoRegistroEventos() {
-    g_pEventos.store(m_pAnterior, std::memory_order_release);
+    return EmUso(RegistroEventosDaPlataforma());
 }
 
 } // namespace tq

@@ -2,6 +2,8 @@
 // access layer does for activation failures.
 #pragma once
 
+#include "tqlibex/Escopo.h"
+
 #include "tqlibex/TQString.h"
 #include "tqlibex/WinTypes.h"
 
@@ -26,16 +28,7 @@ public:
 IRegistroEventos& RegistroEventosAtual();
 IRegistroEventos& RegistroEventosDaPlataforma();
 
-class CEscopoRegistroEventos {
-public:
-    explicit CEscopoRegistroEventos(IRegistroEventos& registro);
-    ~CEscopoRegistroEventos();
-    CEscopoRegistroEventos(const CEscopoRegistroEventos&) = delete;
-    CEscopoRegistroEventos& operator=(const CEscopoRegistroEventos&) = delete;
-
-private:
-    IRegistroEventos* m_pAnterior;
-};
+using CEscopoRegistroEventos = CEscopo<IRegistroEventos>;
 
 namespace detail {
 // The system's one-line text for an HRESULT (FormatMessageA from the system, at most 255

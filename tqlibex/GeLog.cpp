@@ -4,7 +4,6 @@
 #include "tqlibex/Processo.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -138,21 +137,11 @@ public:
     void Grava(const CRegistroTrace& registro) override { CGeLog::DoProcesso().Grava(registro); }
 };
 
-std::atomic<ISaidaTrace*> g_pSaida{nullptr};
-
 } // namespace
 
 ISaidaTrace& SaidaTraceAtual() {
     static CSaidaLogDoProcesso padrao;
-    ISaidaTrace* p = g_pSaida.load(std::memory_order_acquire);
-    return p ? *p : padrao;
-}
-
-CEscopoSaidaTrace::CEscopoSaidaTrace(ISaidaTrace& saida)
-    : m_pAnterior(g_pSaida.exchange(&saida, std::memory_order_acq_rel)) {}
-
-CEscopoSaidaTrace::~CEscopoSaidaTrace() {
-    g_pSaida.store(m_pAnterior, std::memory_order_release);
+    return EmUso<ISaidaTrace>(padrao);
 }
 
 } // namespace tq

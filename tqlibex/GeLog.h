@@ -8,6 +8,8 @@
 // and line feeds are taken out of its text. Several threads may write at once.
 #pragma once
 
+#include "tqlibex/Escopo.h"
+
 #include "tqlibex/TQString.h"
 #include "tqlibex/WinTypes.h"
 
@@ -75,15 +77,6 @@ public:
 
 ISaidaTrace& SaidaTraceAtual();
 
-class CEscopoSaidaTrace {
-public:
-    explicit CEscopoSaidaTrace(ISaidaTrace& saida);
-    ~CEscopoSaidaTrace();
-    CEscopoSaidaTrace(const CEscopoSaidaTrace&) = delete;
-    CEscopoSaidaTrace& operator=(const CEscopoSaidaTrace&) = delete;
-
-private:
-    ISaidaTrace* m_pAnterior;
-};
+using CEscopoSaidaTrace = CEscopo<ISaidaTrace>;
 
 } // namespace tq

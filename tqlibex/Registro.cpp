@@ -1,14 +1,11 @@
 #include "tqlibex/Registro.h"
 
-#include <atomic>
 #include <cstdlib>
 #include <sstream>
 
 namespace tq {
 
 namespace {
-
-std::atomic<IRegistro*> g_pInstalado{nullptr};
 
 // Registry names compare without case (ASCII) and without leading or trailing backslashes.
 std::string Normaliza(const char* psz) {
@@ -26,15 +23,7 @@ std::string Normaliza(const char* psz) {
 } // namespace
 
 IRegistro& RegistroAtual() {
-    IRegistro* p = g_pInstalado.load(std::memory_order_acquire);
-    return p ? *p : RegistroDaPlataforma();
-}
-
-CEscopoRegistro::CEscopoRegistro(IRegistro& registro)
-    : m_pAnterior(g_pInstalado.exchange(&registro, std::memory_order_acq_rel)) {}
-
-CEscopoRegistro::~CEscopoRegistro() {
-    g_pInstalado.store(m_pAnterior, std::memory_order_release);
+    return EmUso(RegistroDaPlataforma());
 }
 
 void CDadosRegistro::CriaChave(ERaizRegistro raiz, const std::string& sChave) {

@@ -7,6 +7,8 @@
 // trailing backslash is ignored. A null or empty value name is the key's default value.
 #pragma once
 
+#include "tqlibex/Escopo.h"
+
 #include "tqlibex/TQString.h"
 #include "tqlibex/WinTypes.h"
 
@@ -41,16 +43,7 @@ IRegistro& RegistroAtual();
 IRegistro& RegistroDaPlataforma();
 
 // Installs a registry for the life of the scope and restores the previous one on exit.
-class CEscopoRegistro {
-public:
-    explicit CEscopoRegistro(IRegistro& registro);
-    ~CEscopoRegistro();
-    CEscopoRegistro(const CEscopoRegistro&) = delete;
-    CEscopoRegistro& operator=(const CEscopoRegistro&) = delete;
-
-private:
-    IRegistro* m_pAnterior;
-};
+using CEscopoRegistro = CEscopo<IRegistro>;
 
 // Keys and values held in memory, with the registry's lookup rules: case-insensitive names, and
 // HKEY_CLASSES_ROOT seen as HKCU\SOFTWARE\Classes over HKLM\SOFTWARE\Classes over its own keys.

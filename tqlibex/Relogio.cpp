@@ -2,14 +2,11 @@
 
 #include "tqlibex/Registro.h"
 
-#include <atomic>
 #include <cstdio>
 
 namespace tq {
 
 namespace {
-
-std::atomic<IRelogioReal*> g_pRelogio{nullptr};
 
 constexpr const char* kChaveAmbiente =
     "SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
@@ -46,6 +43,8 @@ CTQString CarregaConfiguracao() {
     return g_sConfiguracao;
 }
 
+} // namespace
+
 SYSTEMTIME Momento(unsigned dia, unsigned mes, unsigned ano, unsigned hora, unsigned minuto,
                    unsigned segundo, unsigned ms) {
     SYSTEMTIME st{};
@@ -59,18 +58,8 @@ SYSTEMTIME Momento(unsigned dia, unsigned mes, unsigned ano, unsigned hora, unsi
     return st;
 }
 
-} // namespace
-
 IRelogioReal& RelogioAtual() {
-    IRelogioReal* p = g_pRelogio.load(std::memory_order_acquire);
-    return p ? *p : RelogioDaPlataforma();
-}
-
-CEscopoRelogio::CEscopoRelogio(IRelogioReal& relogio)
-    : m_pAnterior(g_pRelogio.exchange(&relogio, std::memory_order_acq_rel)) {}
-
-CEscopoRelogio::~CEscopoRelogio() {
-    g_pRelogio.store(m_pAnterior, std::memory_order_release);
+    return EmUso(RelogioDaPlataforma());
 }
 
 CRelogioAjustavel::CRelogioAjustavel(const SYSTEMTIME& local, LONG nBiasMinutos) {

@@ -12,6 +12,8 @@
 // Conversion failures throw CTQException* carrying the platform's last error.
 #pragma once
 
+#include "tqlibex/Escopo.h"
+
 #include "tqlibex/TQException.h"
 #include "tqlibex/TQString.h"
 #include "tqlibex/WinTypes.h"
@@ -38,6 +40,10 @@ inline FILETIME FileTimeDeTicks(ULONGLONG ticks) {
     return ft;
 }
 
+// A calendar moment (the day of the week left 0, as conversions to ticks ignore it).
+SYSTEMTIME Momento(unsigned dia, unsigned mes, unsigned ano, unsigned hora = 0, unsigned minuto = 0,
+                   unsigned segundo = 0, unsigned ms = 0);
+
 // Where "now" comes from. Production uses the platform's clock with no setup; tests install a
 // settable one for a scope.
 class IRelogioReal {
@@ -53,16 +59,7 @@ public:
 IRelogioReal& RelogioAtual();
 IRelogioReal& RelogioDaPlataforma();
 
-class CEscopoRelogio {
-public:
-    explicit CEscopoRelogio(IRelogioReal& relogio);
-    ~CEscopoRelogio();
-    CEscopoRelogio(const CEscopoRelogio&) = delete;
-    CEscopoRelogio& operator=(const CEscopoRelogio&) = delete;
-
-private:
-    IRelogioReal* m_pAnterior;
-};
+using CEscopoRelogio = CEscopo<IRelogioReal>;
 
 // A clock that stands where it is set. UTC = local + bias minutes, as Windows writes the bias
 // (Brasília, UTC-3, has bias 180).

@@ -9,18 +9,7 @@
 
 namespace tq::teste {
 
-inline SYSTEMTIME Momento(int dia, int mes, int ano, int hora = 0, int minuto = 0, int segundo = 0,
-                          int ms = 0) {
-    SYSTEMTIME st{};
-    st.wDay = static_cast<WORD>(dia);
-    st.wMonth = static_cast<WORD>(mes);
-    st.wYear = static_cast<WORD>(ano);
-    st.wHour = static_cast<WORD>(hora);
-    st.wMinute = static_cast<WORD>(minuto);
-    st.wSecond = static_cast<WORD>(segundo);
-    st.wMilliseconds = static_cast<WORD>(ms);
-    return st;
-}
+using tq::Momento;
 
 constexpr const char* kChaveAmbiente =
     "SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
