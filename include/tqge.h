@@ -13,6 +13,7 @@
 #include "tqlibex/Relogio.h"
 #include "tqlibex/RuntimeFechado.h"
 #include "tqlibex/TQException.h"
+#include "tqlibex/TQComPtr.h"
 #include "tqlibex/TQString.h"
 #include "tqlibex/TraceHResult.h"
 #include "tqlibex/WinTypes.h"

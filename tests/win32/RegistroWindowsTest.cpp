@@ -4,6 +4,7 @@
 
 #include "tqlibex/Registro.h"
 #include "tqlibex/Relogio.h"
+#include "tqlibex/TQComPtr.h"
 
 #include <WinApi.h>
 
@@ -83,6 +84,21 @@ TEST(RegistroWindows, ClassesRootVeAsClassesDaMaquina) {
                  "RemoteServerName"),
               "maquina-do-servidor");
     RegDeleteTreeA(HKEY_LOCAL_MACHINE, chave);
+}
+
+// The remote server lookup of the COM access layer, through wine's real HKCR.
+TEST(RegistroWindows, NomeDoServidorRemoto) {
+    const GUID clsid = {
+        0x11111111, 0x2222, 0x3333, {0x44, 0x44, 0x55, 0x55, 0x55, 0x55, 0x55, 0x56}};
+    const char* classe = "Software\\Classes\\CLSID\\{11111111-2222-3333-4444-555555555556}";
+    const char* app = "Software\\Classes\\AppID\\{AAAAAAAA-2222-3333-4444-555555555556}";
+    EXPECT_EQ(std::string(tq::NomeDoServidorRemoto(clsid)), "");
+    Grava(HKEY_LOCAL_MACHINE, classe, "AppID", "{AAAAAAAA-2222-3333-4444-555555555556}");
+    Grava(HKEY_LOCAL_MACHINE, app, "RemoteServerName", "srv-negocios");
+    EXPECT_EQ(std::string(tq::NomeDoServidorRemoto(clsid)), "srv-negocios");
+    RegDeleteTreeA(HKEY_LOCAL_MACHINE, classe);
+    RegDeleteTreeA(HKEY_LOCAL_MACHINE, app);
+    EXPECT_EQ(std::string(tq::NomeDoServidorRemoto(clsid)), "");
 }
 
 // The shifted clock through the real registry: the environment value and the test mark.
