@@ -108,6 +108,13 @@ const std::vector<Caso>& CasosProprios() {
          true},
         {{"decdiv", Dec(0, 0, "1"), Dec(0, 0, kM96), kOk, Dec(28, 0, "0"), "1/max underflows to 0"},
          false},
+        // m = (7 * 2^96 - 2) / 10, so 10m/7 = 2^96 - 1 + 5/7: rounding carries into a 97th bit.
+        {{"decdiv", Dec(1, 0, "55459713759985036315480765235"), Dec(0, 0, "7"), kOk,
+          Dec(1, 0, "7922816251426433759354395034"), "rounding carry gives up a digit"},
+         true},
+        {{"decdiv", Dec(0, 0, "55459713759985036315480765235"), Dec(1, 0, "7"), DISP_E_OVERFLOW,
+          "-", "rounding carry at scale 0 overflows"},
+         true},
         {{"decdiv", Dec(28, 0, "1"), Dec(0, 0, "2"), kOk, Dec(28, 0, "0"), "tie at scale 28 to 0"},
          true},
         {{"decdiv", Dec(28, 0, "3"), Dec(0, 0, "2"), kOk, Dec(28, 0, "2"), "tie at scale 28 up"},
