@@ -3,14 +3,9 @@
 #include "tqlibex/TraceHResult.h"
 
 #include <atomic>
-#include <mutex>
-#include <utility>
 
 namespace {
 
-std::mutex g_mutexGanchos;
-tq::GanchoTrataErro2 g_trataErro2;
-tq::GanchoCallOnError g_callOnError;
 std::atomic<bool> g_bTratarErros{true};
 std::atomic<bool> g_bTratarMensagens{true};
 
@@ -18,12 +13,7 @@ std::atomic<bool> g_bTratarMensagens{true};
 
 bool TQTrataErro2(LONGLONG hr, ULONG ulChamador, ULONG ulNumero, const char* pszTexto,
                   const char* pszArquivo, int nLinha, const char* pszCompilacao) {
-    tq::GanchoTrataErro2 gancho;
-    {
-        std::lock_guard lock(g_mutexGanchos);
-        gancho = g_trataErro2;
-    }
-    if (gancho)
+    if (const auto gancho = tq::detail::CGancho<tq::GanchoTrataErro2>::Atual())
         return gancho(hr, ulChamador, ulNumero, pszTexto, pszArquivo, nLinha, pszCompilacao);
     GravaTrace(nullptr, "TQTrataErro2", pszArquivo, nLinha,
                "HR = %#llX Chamador = %u Numero = %u %s (%s)", static_cast<unsigned long long>(hr),
@@ -34,12 +24,7 @@ bool TQTrataErro2(LONGLONG hr, ULONG ulChamador, ULONG ulNumero, const char* psz
 
 bool CTQLumenException::CallOnError(CTQLumenException& e, long hr, int nCodigoErro, int nServidor,
                                     int nLinha, const char* pszArquivo, const char* pszCompilacao) {
-    tq::GanchoCallOnError gancho;
-    {
-        std::lock_guard lock(g_mutexGanchos);
-        gancho = g_callOnError;
-    }
-    if (gancho)
+    if (const auto gancho = tq::detail::CGancho<tq::GanchoCallOnError>::Atual())
         return gancho(e, hr, nCodigoErro, nServidor, nLinha, pszArquivo, pszCompilacao);
     GravaTrace(nullptr, "CTQLumenException::CallOnError", pszArquivo, nLinha,
                "HR = %#lX Codigo = %d Servidor = %d (%s)", static_cast<unsigned long>(hr),
@@ -66,26 +51,6 @@ bool CTQDFConxTratamentoErrosConfig::TratarMensagens() {
 }
 
 namespace tq {
-
-CEscopoTrataErro2::CEscopoTrataErro2(GanchoTrataErro2 gancho) {
-    std::lock_guard lock(g_mutexGanchos);
-    m_anterior = std::exchange(g_trataErro2, std::move(gancho));
-}
-
-CEscopoTrataErro2::~CEscopoTrataErro2() {
-    std::lock_guard lock(g_mutexGanchos);
-    g_trataErro2 = std::move(m_anterior);
-}
-
-CEscopoCallOnError::CEscopoCallOnError(GanchoCallOnError gancho) {
-    std::lock_guard lock(g_mutexGanchos);
-    m_anterior = std::exchange(g_callOnError, std::move(gancho));
-}
-
-CEscopoCallOnError::~CEscopoCallOnError() {
-    std::lock_guard lock(g_mutexGanchos);
-    g_callOnError = std::move(m_anterior);
-}
 
 namespace detail {
 const char* DataDaCompilacao() {

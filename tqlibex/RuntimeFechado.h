@@ -9,6 +9,8 @@
 #include "tqlibex/WinTypes.h"
 
 #include <functional>
+#include <mutex>
+#include <utility>
 
 // Hands a failure to the messages library, which decides whether and how the user is told.
 bool TQTrataErro2(LONGLONG hr, ULONG ulChamador, ULONG ulNumero, const char* pszTexto,
@@ -68,28 +70,48 @@ using GanchoTrataErro2 =
 using GanchoCallOnError =
     std::function<bool(CTQLumenException&, long, int, int, int, const char*, const char*)>;
 
+namespace detail {
+// The one installed hook of type F (empty: the default, which only traces).
+template <class F>
+class CGancho {
+public:
+    static F Atual() {
+        std::lock_guard lock(Mutex());
+        return Valor();
+    }
+    static F Troca(F novo) {
+        std::lock_guard lock(Mutex());
+        std::swap(Valor(), novo);
+        return novo;
+    }
+
+private:
+    static std::mutex& Mutex() {
+        static std::mutex mutex;
+        return mutex;
+    }
+    static F& Valor() {
+        static F valor;
+        return valor;
+    }
+};
+} // namespace detail
+
 // Installs a hook for a scope; the previous one comes back on exit.
-class CEscopoTrataErro2 {
+template <class F>
+class CEscopoGancho {
 public:
-    explicit CEscopoTrataErro2(GanchoTrataErro2 gancho);
-    ~CEscopoTrataErro2();
-    CEscopoTrataErro2(const CEscopoTrataErro2&) = delete;
-    CEscopoTrataErro2& operator=(const CEscopoTrataErro2&) = delete;
+    explicit CEscopoGancho(F gancho) : m_anterior(detail::CGancho<F>::Troca(std::move(gancho))) {}
+    ~CEscopoGancho() { detail::CGancho<F>::Troca(std::move(m_anterior)); }
+    CEscopoGancho(const CEscopoGancho&) = delete;
+    CEscopoGancho& operator=(const CEscopoGancho&) = delete;
 
 private:
-    GanchoTrataErro2 m_anterior;
+    F m_anterior;
 };
 
-class CEscopoCallOnError {
-public:
-    explicit CEscopoCallOnError(GanchoCallOnError gancho);
-    ~CEscopoCallOnError();
-    CEscopoCallOnError(const CEscopoCallOnError&) = delete;
-    CEscopoCallOnError& operator=(const CEscopoCallOnError&) = delete;
-
-private:
-    GanchoCallOnError m_anterior;
-};
+using CEscopoTrataErro2 = CEscopoGancho<GanchoTrataErro2>;
+using CEscopoCallOnError = CEscopoGancho<GanchoCallOnError>;
 
 namespace detail {
 
