@@ -24,6 +24,11 @@
 #define TQ_LOG_HR_EM(pszArquivo, var, expr, ...)                                                   \
     TQ_LOG_HR_TEXTOS_(pszArquivo, var, expr, #var " = " #expr, #var, __VA_ARGS__)
 
+// With the expression's text given: for a call made through a port, whose line must show the
+// platform call it stands for. The text is a string literal.
+#define TQ_LOG_HR_COMO(pszArquivo, var, pszTexto, expr, ...)                                       \
+    TQ_LOG_HR_TEXTOS_(pszArquivo, var, expr, #var " = " pszTexto, #var, __VA_ARGS__)
+
 #define TQ_LOG_HR(var, expr, ...)                                                                  \
     __extension__({                                                                                \
         static constexpr ::tq::detail::NomeFixo tq_arquivo_ =                                      \

@@ -1,0 +1,268 @@
+// A scriptable in-process business server for the COM access tests: an ITQTeste object whose
+// KeepAlive answers come from a script, its class factory, and a primitive that scripts what
+// ole32 and the Win32 thread calls answer.
+#pragma once
+
+#include "tqlibex/TQComPtr.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <vector>
+
+// A server interface as the business servers declare theirs: ITQUnknown first.
+struct ITQTeste : public ITQUnknown {
+    virtual HRESULT STDMETHODCALLTYPE Inicializa(LONG nValor) = 0;
+
+protected:
+    ~ITQTeste() = default;
+};
+__CRT_UUID_DECL(ITQTeste, 0x1F0C5E2A, 0x3B7D, 0x4E11, 0x8A, 0x6C, 0x2D, 0x4B, 0x9E, 0x01, 0x7F,
+                0x33)
+
+namespace tq::teste {
+
+struct RespostaKeepAlive {
+    HRESULT hr;
+    BOOL bOK;
+};
+
+class CServidorFalso final : public ITQTeste {
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
+        if (!ppv)
+            return E_POINTER;
+        if (riid == __uuidof(IUnknown) || riid == __uuidof(ITQUnknown) ||
+            riid == __uuidof(ITQTeste)) {
+            *ppv = static_cast<ITQTeste*>(this);
+            AddRef();
+            return S_OK;
+        }
+        *ppv = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_nRefs; }
+    // Never deletes: the test owns the object and checks that every reference came back.
+    ULONG STDMETHODCALLTYPE Release() override { return --m_nRefs; }
+
+    HRESULT STDMETHODCALLTYPE KeepAlive(BOOL* pbOK) override {
+        std::lock_guard lock(m_mutex);
+        RespostaKeepAlive r{S_OK, TRUE};
+        if (!m_roteiro.empty()) {
+            r = m_roteiro.front();
+            m_roteiro.pop_front();
+        }
+        *pbOK = r.bOK;
+        ++m_nKeepAlives;
+        m_cv.notify_all();
+        return r.hr;
+    }
+    HRESULT STDMETHODCALLTYPE Inicializa(LONG nValor) override {
+        m_nValor = nValor;
+        return S_OK;
+    }
+
+    void Roteiro(std::initializer_list<RespostaKeepAlive> respostas) {
+        std::lock_guard lock(m_mutex);
+        m_roteiro.assign(respostas);
+    }
+    int KeepAlives() {
+        std::lock_guard lock(m_mutex);
+        return m_nKeepAlives;
+    }
+    // Waits (at most a generous while: machines are shared) until n pings have arrived.
+    bool EsperaKeepAlives(int n) {
+        std::unique_lock lock(m_mutex);
+        return m_cv.wait_for(lock, std::chrono::seconds(20), [&] { return m_nKeepAlives >= n; });
+    }
+    ULONG Referencias() const { return m_nRefs; }
+    LONG m_nValor = 0;
+
+private:
+    std::atomic<ULONG> m_nRefs{1};
+    std::mutex m_mutex;
+    std::condition_variable m_cv;
+    std::deque<RespostaKeepAlive> m_roteiro;
+    int m_nKeepAlives = 0;
+};
+
+class CFabricaFalsa final : public IClassFactory {
+public:
+    explicit CFabricaFalsa(CServidorFalso& servidor) : m_servidor(servidor) {}
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
+        if (riid == __uuidof(IUnknown) || riid == __uuidof(IClassFactory)) {
+            *ppv = static_cast<IClassFactory*>(this);
+            AddRef();
+            return S_OK;
+        }
+        *ppv = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_nRefs; }
+    ULONG STDMETHODCALLTYPE Release() override { return --m_nRefs; }
+    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* pUnkOuter, REFIID riid,
+                                             void** ppv) override {
+        if (pUnkOuter)
+            return CLASS_E_NOAGGREGATION;
+        return m_servidor.QueryInterface(riid, ppv);
+    }
+    HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
+    ULONG Referencias() const { return m_nRefs; }
+
+private:
+    CServidorFalso& m_servidor;
+    std::atomic<ULONG> m_nRefs{1};
+};
+
+// One call of CoCreateInstanceEx, as the primitive saw it.
+struct Criacao {
+    bool bComServerInfo;
+    std::u16string nomeServidor;
+    DWORD dwAuthnSvc, dwAuthnLevel, dwImpLevel;
+    DWORD dwClsCtx;
+};
+
+struct Blanket {
+    IUnknown* pProxy;
+    DWORD dwAuthnSvc, dwAuthzSvc, dwAuthnLevel, dwImpLevel, dwCapabilities;
+};
+
+// The platform's threads, events and messages, with every COM answer scripted. Installed for
+// its lifetime. Marshalling hands the AddRef'd pointer over in a token that only this primitive
+// reads, so the fake object needs no proxy on either platform.
+class CPrimitivaRoteirizada : public CPrimitivaComDaPlataforma {
+public:
+    CPrimitivaRoteirizada() : m_escopo(*this) {}
+
+    // What the creations answer, in order; when the script runs out, S_OK with the object.
+    std::deque<HRESULT> criacoes;
+    ITQTeste* pObjeto = nullptr;
+    bool bInterfaceNula = false;
+    bool bFalhaWow64 = false;
+    HRESULT hrBlanket = S_OK;
+    HRESULT hrEmpacota = S_OK;
+    bool bFalhaThread = false;
+    bool bFalhaInicio = false;
+
+    std::vector<Criacao> vistas;
+    std::vector<Blanket> blankets;
+    std::vector<DWORD> pausas; // every Sleep but Sleep(0), not slept
+    std::vector<std::string> pings;
+    std::atomic<int> nEntradasApartamento{0}, nSaidasApartamento{0}, nThreads{0};
+
+    HRESULT CoCreateInstanceEx(REFCLSID, IUnknown*, DWORD dwClsCtx, COSERVERINFO* pServerInfo,
+                               DWORD dwCount, MULTI_QI* pResults) override {
+        Criacao c{pServerInfo != nullptr, {}, 0, 0, 0, dwClsCtx};
+        if (pServerInfo) {
+            for (const WCHAR* p = pServerInfo->pwszName; p && *p; ++p)
+                c.nomeServidor.push_back(static_cast<char16_t>(*p));
+            if (pServerInfo->pAuthInfo) {
+                c.dwAuthnSvc = pServerInfo->pAuthInfo->dwAuthnSvc;
+                c.dwAuthnLevel = pServerInfo->pAuthInfo->dwAuthnLevel;
+                c.dwImpLevel = pServerInfo->pAuthInfo->dwImpersonationLevel;
+            }
+        }
+        vistas.push_back(c);
+        HRESULT hr = S_OK;
+        if (!criacoes.empty()) {
+            hr = criacoes.front();
+            criacoes.pop_front();
+        }
+        for (DWORD i = 0; i < dwCount; ++i) {
+            pResults[i].pItf = nullptr;
+            pResults[i].hr = hr;
+            if (hr == S_OK && !bInterfaceNula)
+                pResults[i].hr = pObjeto->QueryInterface(
+                    *pResults[i].pIID, reinterpret_cast<void**>(&pResults[i].pItf));
+        }
+        return hr;
+    }
+    HRESULT CoSetProxyBlanket(IUnknown* pProxy, DWORD dwAuthnSvc, DWORD dwAuthzSvc, OLECHAR*,
+                              DWORD dwAuthnLevel, DWORD dwImpLevel, void*,
+                              DWORD dwCapabilities) override {
+        blankets.push_back(
+            {pProxy, dwAuthnSvc, dwAuthzSvc, dwAuthnLevel, dwImpLevel, dwCapabilities});
+        return hrBlanket;
+    }
+    HRESULT CoMarshalInterThreadInterfaceInStream(REFIID riid, LPUNKNOWN pUnk,
+                                                  LPSTREAM* ppStm) override {
+        *ppStm = nullptr;
+        if (FAILED(hrEmpacota))
+            return hrEmpacota;
+        auto* pFicha = new Ficha{nullptr};
+        pUnk->QueryInterface(riid, reinterpret_cast<void**>(&pFicha->p));
+        *ppStm = reinterpret_cast<LPSTREAM>(pFicha);
+        return S_OK;
+    }
+    HRESULT CoGetInterfaceAndReleaseStream(LPSTREAM pStm, REFIID iid, LPVOID* ppv) override {
+        auto* pFicha = reinterpret_cast<Ficha*>(pStm);
+        const HRESULT hr = pFicha->p->QueryInterface(iid, ppv);
+        pFicha->p->Release();
+        delete pFicha;
+        return hr;
+    }
+    HRESULT CoInitializeEx(LPVOID pvReserved, DWORD dwCoInit) override {
+        ++nEntradasApartamento;
+        return CPrimitivaComDaPlataforma::CoInitializeEx(pvReserved, dwCoInit);
+    }
+    void CoUninitialize() override {
+        ++nSaidasApartamento;
+        CPrimitivaComDaPlataforma::CoUninitialize();
+    }
+    BOOL IsWow64Process(BOOL* pbWow64) override {
+        *pbWow64 = FALSE;
+        return bFalhaWow64 ? FALSE : TRUE;
+    }
+    HANDLE CreateThread(LPTHREAD_START_ROUTINE pfn, LPVOID p, DWORD* pdwId) override {
+        if (bFalhaThread)
+            return nullptr;
+        ++nThreads;
+        return CPrimitivaComDaPlataforma::CreateThread(pfn, p, pdwId);
+    }
+    BOOL PostThreadMessageA(DWORD idThread, UINT uMsg, WPARAM wParam, LPARAM lParam) override {
+        if (bFalhaInicio && uMsg == WM_TQ_KEEPALIVE_INICIA) {
+            m_dwUltimoErro = 1444; // ERROR_INVALID_THREAD_ID
+            return FALSE;
+        }
+        return CPrimitivaComDaPlataforma::PostThreadMessageA(idThread, uMsg, wParam, lParam);
+    }
+    DWORD GetLastError() override {
+        return m_dwUltimoErro ? m_dwUltimoErro : CPrimitivaComDaPlataforma::GetLastError();
+    }
+    void Sleep(DWORD dwMilliseconds) override {
+        if (dwMilliseconds == 0)
+            CPrimitivaComDaPlataforma::Sleep(0);
+        else
+            pausas.push_back(dwMilliseconds);
+    }
+    CTQString Ping(const char* pszServidor) override {
+        pings.push_back(pszServidor);
+        return CTQString("Resposta de 10.1.2.3: tempo=1ms");
+    }
+
+private:
+    struct Ficha {
+        IUnknown* p;
+    };
+    DWORD m_dwUltimoErro = 0;
+    CEscopoPrimitivaCom m_escopo;
+};
+
+// Shortens the keep-alive interval for a scope, so that a test sees several pings at once.
+class CEscopoIntervaloKeepAlive {
+public:
+    explicit CEscopoIntervaloKeepAlive(DWORD dwMs) : m_dwAnterior(detail::IntervaloKeepAlive()) {
+        detail::DefineIntervaloKeepAliveParaTestes(dwMs);
+    }
+    ~CEscopoIntervaloKeepAlive() { detail::DefineIntervaloKeepAliveParaTestes(m_dwAnterior); }
+    CEscopoIntervaloKeepAlive(const CEscopoIntervaloKeepAlive&) = delete;
+    CEscopoIntervaloKeepAlive& operator=(const CEscopoIntervaloKeepAlive&) = delete;
+
+private:
+    DWORD m_dwAnterior;
+};
+
+} // namespace tq::teste
