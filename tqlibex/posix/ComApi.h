@@ -7,6 +7,8 @@
 
 #include <TQPlatformTypes.h>
 
+#include "tqlibex/Escopo.h"
+
 #include <cstddef>
 
 #define WINAPI
@@ -195,5 +197,7 @@ public:
     virtual void Alocou(void* pBloco, std::size_t cb) = 0;
     virtual void Liberou(void* pBloco) = 0;
 };
+
+using CEscopoEspiaAlocador = CEscopo<IEspiaAlocador>;
 
 } // namespace tq
