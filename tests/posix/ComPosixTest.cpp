@@ -54,9 +54,9 @@ TEST(ComPosix, TabelaDeClasses) {
               REGDB_E_CLASSNOTREG);
 
     DWORD dwCookie = 0;
-    ASSERT_EQ(CoRegisterClassObject(kClsid, &fabrica, CLSCTX_LOCAL_SERVER, REGCLS_MULTIPLEUSE,
-                                    &dwCookie),
-              S_OK);
+    ASSERT_EQ(
+        CoRegisterClassObject(kClsid, &fabrica, CLSCTX_LOCAL_SERVER, REGCLS_MULTIPLEUSE, &dwCookie),
+        S_OK);
     EXPECT_EQ(fabrica.Referencias(), 2u) << "the table holds the factory";
     ASSERT_EQ(CoCreateInstanceEx(kClsid, nullptr, CLSCTX_ALL, nullptr, 1, &mqi), S_OK);
     EXPECT_EQ(mqi.hr, S_OK);
@@ -199,9 +199,9 @@ TEST(ComPosix, KeepAliveDePontaAPonta) {
     tq::teste::CServidorFalso servidor;
     tq::teste::CFabricaFalsa fabrica(servidor);
     DWORD dwCookie = 0;
-    ASSERT_EQ(CoRegisterClassObject(kClsid, &fabrica, CLSCTX_LOCAL_SERVER, REGCLS_MULTIPLEUSE,
-                                    &dwCookie),
-              S_OK);
+    ASSERT_EQ(
+        CoRegisterClassObject(kClsid, &fabrica, CLSCTX_LOCAL_SERVER, REGCLS_MULTIPLEUSE, &dwCookie),
+        S_OK);
     {
         tq::teste::CEscopoIntervaloKeepAlive intervalo(2);
         CTQComPtr<ITQTeste> p;

@@ -1,0 +1,211 @@
+// COM access against a real out-of-process server (tests/win32/servidor), through ole32:
+// activation with CoCreateInstanceEx, the proxy blanket, a keep-alive thread pinging the server
+// through a marshalled pointer, and a killed server. Runs in the Windows build (under wine here).
+#include "tqlibex/TQComPtr.h"
+
+#include "TQServidorTeste.h"
+#include "support/ComFalso.h"
+#include "support/Gravadores.h"
+#include "tqlibex/Plataforma.h"
+
+#include <gtest/gtest.h>
+#include <tlhelp32.h>
+
+#include <cstring>
+#include <string>
+
+namespace {
+
+const char* const kChaveApp = "Software\\Classes\\AppID\\{3E8B6D43-5C2A-4F9B-A7D3-0B6E1C2F4A51}";
+constexpr HRESULT kIndisponivel = static_cast<HRESULT>(0x800706BAu);
+
+std::string DiretorioDoPrograma() {
+    char buffer[MAX_PATH];
+    const DWORD n = GetModuleFileNameA(nullptr, buffer, MAX_PATH);
+    std::string caminho(buffer, n);
+    return caminho.substr(0, caminho.find_last_of("\\/") + 1);
+}
+
+DWORD Executa(const std::string& linha) {
+    STARTUPINFOA si{};
+    si.cb = sizeof si;
+    PROCESS_INFORMATION pi{};
+    std::string comando = linha;
+    if (!CreateProcessA(nullptr, comando.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si,
+                        &pi))
+        return GetLastError();
+    WaitForSingleObject(pi.hProcess, INFINITE);
+    DWORD dwSaida = 1;
+    GetExitCodeProcess(pi.hProcess, &dwSaida);
+    CloseHandle(pi.hThread);
+    CloseHandle(pi.hProcess);
+    return dwSaida;
+}
+
+void ServidorRemoto(const char* pszNome) {
+    HKEY hKey;
+    ASSERT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, kChaveApp, 0, nullptr, 0,
+                              KEY_WRITE | KEY_WOW64_64KEY, nullptr, &hKey, nullptr),
+              ERROR_SUCCESS);
+    if (pszNome)
+        RegSetValueExA(hKey, "RemoteServerName", 0, REG_SZ, reinterpret_cast<const BYTE*>(pszNome),
+                       static_cast<DWORD>(std::strlen(pszNome) + 1));
+    else
+        RegDeleteValueA(hKey, "RemoteServerName");
+    RegCloseKey(hKey);
+}
+
+// This machine's own name: a "remote" server that Windows reaches through DCOM and wine, which
+// ignores server names, activates locally.
+std::string NomeDestaMaquina() {
+    char nome[MAX_COMPUTERNAME_LENGTH + 1];
+    DWORD n = sizeof nome;
+    return GetComputerNameA(nome, &n) ? std::string(nome, n) : std::string("localhost");
+}
+
+// Wine keeps a killed server's class registration until rpcss.exe ends; COM restarts it.
+void EncerraRpcss() {
+    HANDLE hSnap = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+    PROCESSENTRY32 pe{};
+    pe.dwSize = sizeof pe;
+    for (BOOL b = Process32First(hSnap, &pe); b; b = Process32Next(hSnap, &pe)) {
+        if (_stricmp(pe.szExeFile, "rpcss.exe") == 0) {
+            if (HANDLE h = OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, pe.th32ProcessID)) {
+                TerminateProcess(h, 0);
+                WaitForSingleObject(h, 5000);
+                CloseHandle(h);
+            }
+        }
+    }
+    CloseHandle(hSnap);
+}
+
+class Ambiente : public ::testing::Environment {
+public:
+    void SetUp() override {
+        ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)));
+        const HRESULT hr = TQCoInitializeSecurity();
+        ASSERT_TRUE(hr == S_OK || hr == RPC_E_TOO_LATE) << std::hex << hr;
+        ASSERT_EQ(Executa("\"" + DiretorioDoPrograma() + "tqge_servidor_teste.exe\" /RegServer"),
+                  0u);
+    }
+    void TearDown() override {
+        ServidorRemoto(nullptr);
+        EXPECT_EQ(Executa("\"" + DiretorioDoPrograma() + "tqge_servidor_teste.exe\" /UnregServer"),
+                  0u);
+        CoUninitialize();
+    }
+};
+const auto* const g_ambiente = ::testing::AddGlobalTestEnvironment(new Ambiente);
+
+class ComReal : public ::testing::Test {
+protected:
+    void SetUp() override { ServidorRemoto(nullptr); }
+    // The trace lines of one expression.
+    std::vector<CRegistroTrace> Linhas(const char* pszInicio) const {
+        std::vector<CRegistroTrace> v;
+        for (const auto& r : trace.registros)
+            if (std::string(r.sTexto.GetString()).find(pszInicio) != std::string::npos)
+                v.push_back(r);
+        return v;
+    }
+    tq::teste::GravadorTrace trace;
+    tq::teste::GravadorEventos eventos;
+};
+
+LONG KeepAlives(ITQServidorTeste* p) {
+    LONG n = -1;
+    EXPECT_EQ(p->GetKeepAlives(&n), S_OK);
+    return n;
+}
+
+} // namespace
+
+TEST_F(ComReal, ServidorLocalForaDoProcessoSemThread) {
+    CTQComPtr<ITQServidorTeste> p;
+    ASSERT_EQ(p.CoCreateInstance(CLSID_TQServidorTeste), S_OK);
+    DWORD dwPid = 0;
+    ASSERT_EQ(p->GetPid(&dwPid), S_OK);
+    EXPECT_NE(dwPid, GetCurrentProcessId()) << "the object lives in the server process";
+    EXPECT_EQ(p->Inicializa(42), S_OK);
+    EXPECT_FALSE(p.TemKeepAlive()) << "a local server never gets a keep-alive thread";
+
+    // The blanket call was made on the proxy; wine answers E_NOTIMPL, which the trace shows.
+    const auto linhas = Linhas("hr = CoSetProxyBlanket(");
+    if (tq::RodandoSobWine()) {
+        ASSERT_EQ(linhas.size(), 1u) << "known wine difference: CoSetProxyBlanket is E_NOTIMPL";
+        EXPECT_NE(std::string(linhas[0].sTexto.GetString()).find("hr = 0X80004001"),
+                  std::string::npos);
+    } else {
+        EXPECT_TRUE(linhas.empty());
+    }
+    EXPECT_TRUE(eventos.eventos.empty());
+}
+
+TEST_F(ComReal, ServidorRemotoEPingadoPeloKeepAlive) {
+    ServidorRemoto(NomeDestaMaquina().c_str());
+    tq::teste::CEscopoIntervaloKeepAlive intervalo(50);
+    CTQComPtr<ITQServidorTeste> p;
+    ASSERT_EQ(p.CoCreateInstance(CLSID_TQServidorTeste), S_OK);
+    ASSERT_TRUE(p.TemKeepAlive());
+    LONG n = 0;
+    for (int i = 0; i < 400 && (n = KeepAlives(p.GetInterface())) < 3; ++i)
+        Sleep(50);
+    EXPECT_GE(n, 3) << "the thread pings the real server through its own proxy";
+    p.Release();
+    EXPECT_FALSE(p.TemKeepAlive());
+}
+
+TEST_F(ComReal, TresRespostasFalsasEncerramOsPings) {
+    // A local object keeps the server process up and scripts its next three answers before the
+    // remote object's thread starts pinging.
+    CTQComPtr<ITQServidorTeste> pRoteiro;
+    ASSERT_EQ(pRoteiro.CoCreateInstance(CLSID_TQServidorTeste), S_OK);
+    ASSERT_EQ(pRoteiro->DefineFalsos(3), S_OK);
+
+    ServidorRemoto(NomeDestaMaquina().c_str());
+    tq::teste::CEscopoIntervaloKeepAlive intervalo(20);
+    CTQComPtr<ITQServidorTeste> p;
+    ASSERT_EQ(p.CoCreateInstance(CLSID_TQServidorTeste), S_OK);
+    ASSERT_TRUE(p.TemKeepAlive());
+    ASSERT_EQ(WaitForSingleObject(p.m_hThread, 20000), WAIT_OBJECT_0)
+        << "the thread ends by itself";
+    EXPECT_EQ(KeepAlives(p.GetInterface()), 3);
+    EXPECT_EQ(p->Inicializa(1), S_OK) << "the object stays usable";
+}
+
+TEST_F(ComReal, ServidorMortoDa800706BA) {
+    ServidorRemoto(NomeDestaMaquina().c_str());
+    {
+        tq::teste::CEscopoIntervaloKeepAlive intervalo(20);
+        CTQComPtr<ITQServidorTeste> p;
+        ASSERT_EQ(p.CoCreateInstance(CLSID_TQServidorTeste), S_OK);
+        DWORD dwPid = 0;
+        ASSERT_EQ(p->GetPid(&dwPid), S_OK);
+        HANDLE hServidor = OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, dwPid);
+        ASSERT_NE(hServidor, nullptr);
+        ASSERT_TRUE(TerminateProcess(hServidor, 9));
+        WaitForSingleObject(hServidor, 10000);
+        CloseHandle(hServidor);
+
+        EXPECT_EQ(p->Inicializa(1), kIndisponivel);
+        ASSERT_EQ(WaitForSingleObject(p.m_hThread, 20000), WAIT_OBJECT_0)
+            << "three failed pings end the thread";
+        const auto linhas = Linhas("hr = pLocalTQUnknown->KeepAlive(&bOK)");
+        ASSERT_EQ(linhas.size(), 3u);
+        for (const auto& r : linhas) {
+            EXPECT_NE(std::string(r.sTexto.GetString()).find("hr = 0X800706BA"), std::string::npos);
+            EXPECT_EQ(std::string(r.sFuncao.GetString()), "TQComPtr_ThreadKeepServerAlive");
+        }
+    }
+    // Put COM back for whatever runs next, and prove it is back.
+    if (tq::RodandoSobWine())
+        EncerraRpcss();
+    ServidorRemoto(nullptr);
+    CTQComPtr<ITQServidorTeste> p;
+    HRESULT hr = E_FAIL;
+    for (int i = 0; i < 20 && FAILED(hr = p.CoCreateInstance(CLSID_TQServidorTeste)); ++i)
+        Sleep(250);
+    ASSERT_EQ(hr, S_OK);
+    EXPECT_EQ(p->Inicializa(2), S_OK);
+}
