@@ -2,7 +2,7 @@
 // a hand-over, thread queues and timers, and the whole keep-alive path over them.
 #include "tqlibex/TQComPtr.h"
 
-#include "support/ComFalso.h"
+#include "fakes/ComFalso.h"
 #include "support/Gravadores.h"
 #include "tqlibex/Registro.h"
 

@@ -1,6 +1,6 @@
 #include "tqlibex/TQComPtr.h"
 
-#include "support/ComFalso.h"
+#include "fakes/ComFalso.h"
 #include "support/Gravadores.h"
 #include "tqlibex/Plataforma.h"
 #include "tqlibex/Registro.h"

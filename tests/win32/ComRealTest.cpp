@@ -4,7 +4,7 @@
 #include "tqlibex/TQComPtr.h"
 
 #include "TQServidorTeste.h"
-#include "support/ComFalso.h"
+#include "fakes/ComFalso.h"
 #include "support/Gravadores.h"
 #include "tqlibex/Plataforma.h"
 
