@@ -1,5 +1,5 @@
-// The POSIX side of COM access: the class table, apartments, the task allocator, marshalling as
-// a hand-over, thread queues and timers, and the whole keep-alive path over them.
+// The POSIX side of COM access: the class table, apartments, marshalling as a hand-over, thread
+// queues and timers, and the whole keep-alive path over them.
 #include "tqlibex/TQComPtr.h"
 
 #include "fakes/ComFalso.h"
@@ -8,8 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
-#include <mutex>
 #include <thread>
 
 namespace {
@@ -20,26 +18,6 @@ class Apartamento {
 public:
     Apartamento() { EXPECT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), S_OK); }
     ~Apartamento() { CoUninitialize(); }
-};
-
-// Counts blocks by address: a block freed twice, or never, shows.
-class EspiaContadora : public tq::IEspiaAlocador {
-public:
-    void Alocou(void* p, std::size_t cb) override {
-        std::lock_guard lock(m_mutex);
-        ++vivos[p];
-        bytes += cb;
-    }
-    void Liberou(void* p) override {
-        std::lock_guard lock(m_mutex);
-        if (--vivos[p] == 0)
-            vivos.erase(p);
-    }
-    std::map<void*, int> vivos;
-    std::size_t bytes = 0;
-
-private:
-    std::mutex m_mutex;
 };
 
 } // namespace
@@ -93,27 +71,6 @@ TEST(ComPosix, ApartamentosComoNoWindows) {
     CoUninitialize();
     EXPECT_EQ(CoCreateInstanceEx(kClsid, nullptr, CLSCTX_ALL, nullptr, 1, &mqi),
               CO_E_NOTINITIALIZED);
-}
-
-TEST(ComPosix, AlocadorDeTarefasContado) {
-    EspiaContadora espia;
-    {
-        tq::CEscopoEspiaAlocador escopo(espia);
-        void* a = CoTaskMemAlloc(16);
-        void* b = CoTaskMemAlloc(0);
-        ASSERT_NE(a, nullptr);
-        ASSERT_NE(b, nullptr) << "a zero-byte block is still a block";
-        EXPECT_EQ(espia.vivos.size(), 2u);
-        EXPECT_EQ(espia.bytes, 16u);
-        CoTaskMemFree(a);
-        CoTaskMemFree(nullptr);
-        EXPECT_EQ(espia.vivos.size(), 1u);
-        CoTaskMemFree(b);
-    }
-    EXPECT_TRUE(espia.vivos.empty());
-    void* c = CoTaskMemAlloc(8);
-    CoTaskMemFree(c);
-    EXPECT_EQ(espia.bytes, 16u) << "outside its scope the spy sees nothing";
 }
 
 TEST(ComPosix, EmpacotamentoEntregaUmaVez) {

@@ -7,7 +7,7 @@
 
 #include <TQPlatformTypes.h>
 
-#include "tqlibex/Escopo.h"
+#include "tqlibex/AlocadorTarefas.h"
 
 #include <cstddef>
 
@@ -186,18 +186,3 @@ BOOL GetMessageA(LPMSG lpMsg, HWND hWnd, UINT wMsgFilterMin, UINT wMsgFilterMax)
 BOOL PeekMessageA(LPMSG lpMsg, HWND hWnd, UINT wMsgFilterMin, UINT wMsgFilterMax, UINT wRemoveMsg);
 UINT_PTR SetTimer(HWND hWnd, UINT_PTR nIDEvent, UINT uElapse, TIMERPROC lpTimerFunc);
 BOOL KillTimer(HWND hWnd, UINT_PTR uIDEvent);
-
-namespace tq {
-
-// Watches the task allocator (as an IMallocSpy would): every block CoTaskMemAlloc hands out and
-// every block CoTaskMemFree takes back, installed for a scope.
-class IEspiaAlocador {
-public:
-    virtual ~IEspiaAlocador() = default;
-    virtual void Alocou(void* pBloco, std::size_t cb) = 0;
-    virtual void Liberou(void* pBloco) = 0;
-};
-
-using CEscopoEspiaAlocador = CEscopo<IEspiaAlocador>;
-
-} // namespace tq

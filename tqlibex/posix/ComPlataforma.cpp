@@ -545,6 +545,8 @@ BOOL KillTimer(HWND hWnd, UINT_PTR uIDEvent) {
 
 namespace tq::detail {
 
+void PreparaEspiaDaPlataforma() {} // CoTaskMemAlloc and CoTaskMemFree report by themselves
+
 bool IsWow64(BOOL* pbWow64) {
     *pbWow64 = FALSE; // no 32-bit emulation layer to be under
     return true;

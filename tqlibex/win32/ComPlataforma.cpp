@@ -1,10 +1,93 @@
+#include "tqlibex/AlocadorTarefas.h"
 #include "tqlibex/PrimitivaCom.h"
 
 #include "WinApi.h"
 
 #include <cstdio>
+#include <mutex>
+
+namespace {
+
+tq::IEspiaAlocador* EspiaInstalada() {
+    return tq::detail::Instalado<tq::IEspiaAlocador>().load(std::memory_order_acquire);
+}
+
+// ole32's task allocator tells this spy about every block; it passes them on to the spy a scope
+// installed, if any. Sizes travel from the Pre to the Post call of the same thread.
+class CEspiaOle final : public IMallocSpy {
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
+        if (!ppv)
+            return E_POINTER;
+        if (riid == __uuidof(IUnknown) || riid == __uuidof(IMallocSpy)) {
+            *ppv = static_cast<IMallocSpy*>(this);
+            return S_OK;
+        }
+        *ppv = nullptr;
+        return E_NOINTERFACE;
+    }
+    // Registered once for the life of the process.
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+
+    SIZE_T STDMETHODCALLTYPE PreAlloc(SIZE_T cbRequest) override {
+        t_cb = cbRequest;
+        return cbRequest;
+    }
+    void* STDMETHODCALLTYPE PostAlloc(void* pActual) override {
+        if (pActual)
+            if (tq::IEspiaAlocador* espia = EspiaInstalada())
+                espia->Alocou(pActual, t_cb);
+        return pActual;
+    }
+    void* STDMETHODCALLTYPE PreFree(void* pRequest, BOOL) override {
+        if (pRequest)
+            if (tq::IEspiaAlocador* espia = EspiaInstalada())
+                espia->Liberou(pRequest);
+        return pRequest;
+    }
+    void STDMETHODCALLTYPE PostFree(BOOL) override {}
+    SIZE_T STDMETHODCALLTYPE PreRealloc(void* pRequest, SIZE_T cbRequest, void** ppNewRequest,
+                                        BOOL) override {
+        *ppNewRequest = pRequest;
+        t_pAntigo = pRequest;
+        t_cb = cbRequest;
+        return cbRequest;
+    }
+    void* STDMETHODCALLTYPE PostRealloc(void* pActual, BOOL) override {
+        tq::IEspiaAlocador* espia = EspiaInstalada();
+        // A size of 0 frees the old block; a failure (null for a size) leaves it in place.
+        if (espia && t_pAntigo && (pActual || t_cb == 0))
+            espia->Liberou(t_pAntigo);
+        if (espia && pActual)
+            espia->Alocou(pActual, t_cb);
+        return pActual;
+    }
+    void* STDMETHODCALLTYPE PreGetSize(void* pRequest, BOOL) override { return pRequest; }
+    SIZE_T STDMETHODCALLTYPE PostGetSize(SIZE_T cbActual, BOOL) override { return cbActual; }
+    void* STDMETHODCALLTYPE PreDidAlloc(void* pRequest, BOOL) override { return pRequest; }
+    int STDMETHODCALLTYPE PostDidAlloc(void*, BOOL, int fActual) override { return fActual; }
+    void STDMETHODCALLTYPE PreHeapMinimize() override {}
+    void STDMETHODCALLTYPE PostHeapMinimize() override {}
+
+private:
+    static thread_local SIZE_T t_cb;
+    static thread_local void* t_pAntigo;
+};
+thread_local SIZE_T CEspiaOle::t_cb = 0;
+thread_local void* CEspiaOle::t_pAntigo = nullptr;
+
+} // namespace
 
 namespace tq::detail {
+
+void PreparaEspiaDaPlataforma() {
+    static std::once_flag registrada;
+    std::call_once(registrada, [] {
+        static CEspiaOle espia;
+        CoRegisterMallocSpy(&espia);
+    });
+}
 
 bool IsWow64(BOOL* pbWow64) {
     *pbWow64 = FALSE;

@@ -1,0 +1,51 @@
+// A counting task-allocator spy: which blocks are alive, and every free of a block that was not
+// (freed twice, or never handed out while the spy watched). Installed for its lifetime.
+#pragma once
+
+#include "tqlibex/AlocadorTarefas.h"
+
+#include <cstddef>
+#include <mutex>
+#include <set>
+
+namespace tq::teste {
+
+class EspiaContadora : public IEspiaAlocador {
+public:
+    EspiaContadora() : m_escopo(*this) {}
+    void Alocou(void* p, std::size_t cb) override {
+        std::lock_guard lock(m_mutex);
+        m_vivos.insert(p);
+        ++m_nAlocados;
+        m_nBytes += cb;
+    }
+    void Liberou(void* p) override {
+        std::lock_guard lock(m_mutex);
+        if (m_vivos.erase(p) == 0)
+            ++m_nLiberacoesInvalidas;
+    }
+    std::size_t Vivos() const {
+        std::lock_guard lock(m_mutex);
+        return m_vivos.size();
+    }
+    std::size_t Alocados() const {
+        std::lock_guard lock(m_mutex);
+        return m_nAlocados;
+    }
+    std::size_t Bytes() const {
+        std::lock_guard lock(m_mutex);
+        return m_nBytes;
+    }
+    std::size_t LiberacoesInvalidas() const {
+        std::lock_guard lock(m_mutex);
+        return m_nLiberacoesInvalidas;
+    }
+
+private:
+    mutable std::mutex m_mutex;
+    std::set<void*> m_vivos;
+    std::size_t m_nAlocados = 0, m_nBytes = 0, m_nLiberacoesInvalidas = 0;
+    CEscopoEspiaAlocador m_escopo;
+};
+
+} // namespace tq::teste

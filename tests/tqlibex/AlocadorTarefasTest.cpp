@@ -1,0 +1,38 @@
+#include "tqlibex/AlocadorTarefas.h"
+
+#include "support/EspiaContadora.h"
+
+#include <ComApi.h>
+#include <gtest/gtest.h>
+
+// The spy sees the platform's real task allocator: ole32's on Windows, malloc on POSIX.
+TEST(AlocadorTarefas, EspiaVeCadaBlocoUmaVez) {
+    void* pAntes = CoTaskMemAlloc(4); // handed out before any spy watched
+    {
+        tq::teste::EspiaContadora espia;
+        void* a = CoTaskMemAlloc(16);
+        void* b = CoTaskMemAlloc(0);
+        ASSERT_NE(a, nullptr);
+        ASSERT_NE(b, nullptr) << "a zero-byte block is still a block";
+        EXPECT_EQ(espia.Vivos(), 2u);
+        EXPECT_EQ(espia.Bytes(), 16u);
+        CoTaskMemFree(a);
+        CoTaskMemFree(nullptr);
+        EXPECT_EQ(espia.Vivos(), 1u);
+        CoTaskMemFree(b);
+        EXPECT_EQ(espia.Vivos(), 0u);
+        EXPECT_EQ(espia.LiberacoesInvalidas(), 0u);
+        CoTaskMemFree(pAntes);
+        EXPECT_EQ(espia.LiberacoesInvalidas(), 1u) << "a block the spy never saw handed out";
+    }
+    tq::teste::EspiaContadora depois;
+    void* c = CoTaskMemAlloc(8);
+    {
+        tq::teste::EspiaContadora interna; // the innermost scope sees, then gives way
+        CoTaskMemFree(CoTaskMemAlloc(2));
+        EXPECT_EQ(interna.Alocados(), 1u);
+    }
+    CoTaskMemFree(c);
+    EXPECT_EQ(depois.Alocados(), 1u);
+    EXPECT_EQ(depois.Vivos(), 0u);
+}
