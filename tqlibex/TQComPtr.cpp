@@ -158,6 +158,8 @@ HRESULT TQCoCreateInstance(REFCLSID rclsid, LPUNKNOWN pUnkOuter, DWORD dwClsCtx,
 
 HRESULT TQComPtr_CoCreateInstance(CTQComPtrBase* pBase, REFCLSID rclsid, REFIID riid, LPVOID* ppv,
                                   LPTHREAD_START_ROUTINE pfnThread, ETQComPtrFlags eFlags) {
+    if (!pBase || !ppv || !pfnThread)
+        return E_POINTER;
     HRESULT hr;
     TQ_TRACA(hr, "TQCoCreateInstance(rclsid, nullptr, CLSCTX_ALL, riid, ppv, eFlags)",
              TQCoCreateInstance(rclsid, nullptr, CLSCTX_ALL, riid, ppv, eFlags));

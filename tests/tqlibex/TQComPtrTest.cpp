@@ -464,6 +464,33 @@ TEST_F(TQComPtr, DestruirOPonteiroEncerraAThread) {
     EXPECT_EQ(servidor.KeepAlives(), nPings) << "no ping after the owner went";
 }
 
+TEST_F(TQComPtr, FlagLimpoEncerraNoProximoTique) {
+    Remoto("srv-negocios");
+    tq::teste::CEscopoIntervaloKeepAlive intervalo(5);
+    CTQComPtr<ITQTeste> p;
+    ASSERT_EQ(p.CoCreateInstance(kClsid), S_OK);
+    ASSERT_TRUE(servidor.EsperaKeepAlives(1));
+    // Only the flag: no quit message is posted, the thread must notice at its next tick.
+    p.m_bKeepRunning = false;
+    ASSERT_EQ(com.WaitForSingleObject(p.m_hThread, 20000), WAIT_OBJECT_0);
+    EXPECT_EQ(com.nEntradasApartamento, com.nSaidasApartamento);
+}
+
+TEST_F(TQComPtr, ArgumentosNulos) {
+    void* pv = nullptr;
+    CTQComPtr<ITQTeste> base;
+    EXPECT_EQ(
+        TQCoCreateInstance(kClsid, nullptr, CLSCTX_ALL, __uuidof(ITQTeste), nullptr, eTQCCI_RETRY),
+        E_POINTER);
+    EXPECT_EQ(TQComPtr_CoCreateInstance(nullptr, kClsid, __uuidof(ITQTeste), &pv,
+                                        &CTQComPtr<ITQTeste>::ThreadKeepServerAlive, eTQCCI_RETRY),
+              E_POINTER);
+    EXPECT_EQ(
+        TQComPtr_CoCreateInstance(&base, kClsid, __uuidof(ITQTeste), &pv, nullptr, eTQCCI_RETRY),
+        E_POINTER);
+    EXPECT_TRUE(com.vistas.empty());
+}
+
 TEST_F(TQComPtr, CopiaMovimentoDetachERelease) {
     Remoto("srv-negocios");
     tq::teste::CEscopoIntervaloKeepAlive intervalo(1);
