@@ -1,6 +1,7 @@
 #include "tqlibex/PrimitivaCom.h"
 
 #include <cctype>
+#include <cstdio>
 
 namespace tq {
 
@@ -109,7 +110,17 @@ CTQString CPrimitivaComDaPlataforma::Ping(const char* pszServidor) {
         if (!std::isalnum(c) && c != '.' && c != '-' && c != '_' && c != ':')
             return CTQString();
     }
-    return detail::SaidaDoPing(pszServidor);
+    CTQString comando;
+    comando.Format(detail::FormatoDoPing(), pszServidor);
+    FILE* pSaida = popen(comando.GetString(), "r");
+    if (!pSaida)
+        return CTQString();
+    CTQString texto;
+    char buffer[256];
+    while (std::fgets(buffer, sizeof buffer, pSaida))
+        texto += buffer;
+    pclose(pSaida);
+    return texto;
 }
 
 IPrimitivaCom& PrimitivaComDaPlataforma() {

@@ -104,7 +104,8 @@ namespace detail {
 // Supplied by each platform folder.
 bool IsWow64(BOOL* pbWow64);
 std::basic_string<WCHAR> TextoLargo(const char* psz);
-CTQString SaidaDoPing(const char* pszServidor);
+// The ping command for one server ("%s"), with its errors on standard output.
+const char* FormatoDoPing();
 } // namespace detail
 
 } // namespace tq

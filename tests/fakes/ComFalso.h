@@ -192,15 +192,20 @@ public:
         *ppStm = nullptr;
         if (FAILED(hrEmpacota))
             return hrEmpacota;
-        auto* pFicha = new Ficha{nullptr};
+        auto* pFicha = new Ficha{riid, nullptr};
         pUnk->QueryInterface(riid, reinterpret_cast<void**>(&pFicha->p));
         *ppStm = reinterpret_cast<LPSTREAM>(pFicha);
         return S_OK;
     }
     HRESULT CoGetInterfaceAndReleaseStream(LPSTREAM pStm, REFIID iid, LPVOID* ppv) override {
         auto* pFicha = reinterpret_cast<Ficha*>(pStm);
-        const HRESULT hr = pFicha->p->QueryInterface(iid, ppv);
-        pFicha->p->Release();
+        HRESULT hr = S_OK;
+        if (iid == pFicha->iid) {
+            *ppv = pFicha->p; // the token's reference goes along: no passing extra count
+        } else {
+            hr = pFicha->p->QueryInterface(iid, ppv);
+            pFicha->p->Release();
+        }
         delete pFicha;
         return hr;
     }
@@ -245,6 +250,7 @@ public:
 
 private:
     struct Ficha {
+        IID iid;
         IUnknown* p;
     };
     DWORD m_dwUltimoErro = 0;

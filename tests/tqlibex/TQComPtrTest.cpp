@@ -525,3 +525,17 @@ TEST_F(TQComPtr, CopiaMovimentoDetachERelease) {
     EXPECT_EQ(servidor.Referencias(), 1u);
     EXPECT_EQ(com.nEntradasApartamento, com.nSaidasApartamento);
 }
+
+// The real ping runs only for a plain host name: the name comes from the registry and must not
+// reach a shell as anything but a name.
+TEST(PrimitivaCom, PingSoParaUmNomeDeMaquina) {
+    tq::IPrimitivaCom& com = tq::PrimitivaComDaPlataforma();
+    for (const char* psz : {"", "srv; rm -rf /", "$(reboot)", "a b", "srv|x", "srv&x", "\"srv\""})
+        EXPECT_EQ(std::string(com.Ping(psz)), "") << psz;
+    // Whatever the machine printed (a Linux without ping says so): the command ran.
+    const std::string saida = com.Ping("127.0.0.1").GetString();
+    EXPECT_FALSE(saida.empty());
+    if (tq::RodandoSobWine()) {
+        EXPECT_NE(saida.find("127.0.0.1"), std::string::npos) << saida;
+    }
+}

@@ -10,7 +10,6 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <cstdio>
 #include <cstdlib>
 #include <deque>
 #include <map>
@@ -561,19 +560,9 @@ std::basic_string<WCHAR> TextoLargo(const char* psz) {
     return texto;
 }
 
-CTQString SaidaDoPing(const char* pszServidor) {
-    CTQString comando;
-    // Four echo requests, as Windows' ping sends by default.
-    comando.Format("ping -c 4 -W 2 %s 2>&1", pszServidor);
-    FILE* pSaida = ::popen(comando.GetString(), "r");
-    if (!pSaida)
-        return CTQString();
-    CTQString texto;
-    char buffer[256];
-    while (std::fgets(buffer, sizeof buffer, pSaida))
-        texto += buffer;
-    ::pclose(pSaida);
-    return texto;
+const char* FormatoDoPing() {
+    // Four echo requests, as Windows' ping sends by default (Linux's would never stop).
+    return "ping -c 4 -W 2 %s 2>&1";
 }
 
 } // namespace tq::detail

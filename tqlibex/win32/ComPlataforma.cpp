@@ -3,7 +3,6 @@
 
 #include "WinApi.h"
 
-#include <cstdio>
 #include <mutex>
 
 namespace {
@@ -112,18 +111,8 @@ std::basic_string<WCHAR> TextoLargo(const char* psz) {
     return texto;
 }
 
-CTQString SaidaDoPing(const char* pszServidor) {
-    CTQString comando;
-    comando.Format("ping %s 2>&1", pszServidor);
-    FILE* pSaida = _popen(comando.GetString(), "r");
-    if (!pSaida)
-        return CTQString();
-    CTQString texto;
-    char buffer[256];
-    while (std::fgets(buffer, sizeof buffer, pSaida))
-        texto += buffer;
-    _pclose(pSaida);
-    return texto;
+const char* FormatoDoPing() {
+    return "ping %s 2>&1";
 }
 
 } // namespace tq::detail
