@@ -1,6 +1,7 @@
 // tqge: the client-side business layer. One include gives the whole public interface.
 #pragma once
 
+#include "tqlibex/AlocadorTarefas.h"
 #include "tqlibex/ConexaoGe.h"
 #include "tqlibex/EventoCom.h"
 #include "tqlibex/GeArrayEx.h"
@@ -9,6 +10,7 @@
 #include "tqlibex/NomesHResult.h"
 #include "tqlibex/OleAutMoeda.h"
 #include "tqlibex/Plataforma.h"
+#include "tqlibex/PrimitivaCom.h"
 #include "tqlibex/Registro.h"
 #include "tqlibex/Relogio.h"
 #include "tqlibex/RuntimeFechado.h"

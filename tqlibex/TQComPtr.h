@@ -125,6 +125,8 @@ void DefineIntervaloKeepAliveParaTestes(DWORD dwMilliseconds);
 // The smart pointer for one server interface I; it is itself the keep-alive base of its object.
 // Copies share the object (AddRef) and the keep-alive stays with the original; a move takes the
 // object and its keep-alive thread along (the thread is restarted for the new owner).
+// Release, Detach and the destructor end the keep-alive thread first and wait for it: at most
+// for the ping it may be making at that moment.
 template <class I>
 class CTQComPtr : public CTQComPtrBase {
     static_assert(std::is_base_of_v<ITQUnknown, I>, "server interfaces derive from ITQUnknown");
