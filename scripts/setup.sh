@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs everything the project needs on Debian 12 (as root; non-interactive; safe to repeat):
-# compilers for every preset, wine for the Windows tests, GoogleTest, Google Benchmark (and its
+# compilers for every preset, wine for the Windows tests, qemu-user for the 32-bit tests on
+# kernels that cannot run 32-bit programs, GoogleTest, Google Benchmark (and its
 # sources, for the Windows benchmark build), CLI11, nlohmann-json and clang-format.
 set -euo pipefail
 
@@ -10,6 +11,7 @@ packages=(
     clang-format
     g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools
     wine wine64 libwine-dev
+    qemu-user
 )
 
 missing=()

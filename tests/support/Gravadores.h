@@ -10,12 +10,35 @@
 
 namespace tq::teste {
 
+// A trace record's text is "bytes\tversion\tOS\tfile\tline\tmessage\t"; the message of a failed
+// call starts with the expression.
+inline std::string Campo(const CRegistroTrace& r, int n) {
+    std::string texto = r.sTexto.GetString();
+    for (int i = 0; i < n; ++i)
+        texto = texto.substr(texto.find('\t') + 1);
+    return n == 5 ? texto : texto.substr(0, texto.find('\t'));
+}
+inline std::string Mensagem(const CRegistroTrace& r) {
+    return Campo(r, 5);
+}
+inline std::string Expressao(const CRegistroTrace& r) {
+    return Campo(r, 5).substr(0, Campo(r, 5).find('\t'));
+}
+
 class GravadorTrace : public ISaidaTrace {
 public:
     GravadorTrace() : m_escopo(*this) {}
     void Grava(const CRegistroTrace& r) override {
         std::lock_guard lock(m_mutex);
         registros.push_back(r);
+    }
+    // "function:expression" of every record.
+    std::vector<std::string> Linhas() {
+        std::lock_guard lock(m_mutex);
+        std::vector<std::string> v;
+        for (const CRegistroTrace& r : registros)
+            v.push_back(std::string(r.sFuncao.GetString()) + ":" + Expressao(r));
+        return v;
     }
     std::vector<CRegistroTrace> registros;
 

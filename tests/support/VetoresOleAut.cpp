@@ -1,13 +1,10 @@
 #include "support/VetoresOleAut.h"
 
+#include "support/Tabela.h"
 #include "tqlibex/OleAutMoeda.h"
 #include "tqlibex/UInt128.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 
 namespace tq::teste {
@@ -31,30 +28,13 @@ FuncoesOleAut FuncoesDaPlataforma() {
             [](DECIMAL* a, CY* r) { return ::VarCyFromDec(a, r); }};
 }
 
-std::vector<VetorOleAut> LeVetoresDeReferencia() {
-    const std::string caminho = std::string(TQGE_DATA_DIR) + "/oleaut-cy-vectors.tsv";
-    std::ifstream in(caminho);
-    EXPECT_TRUE(in.is_open()) << "cannot read " << caminho;
-    std::vector<VetorOleAut> linhas;
-    std::string linha;
-    for (int n = 1; std::getline(in, linha); ++n) {
-        if (!linha.empty() && linha.back() == '\r')
-            linha.pop_back();
-        if (n == 1 || linha.empty())
-            continue; // header
-        std::istringstream campos(linha);
-        VetorOleAut v;
-        std::string hr;
-        std::getline(campos, v.op, '\t');
-        std::getline(campos, v.esquerdo, '\t');
-        std::getline(campos, v.direito, '\t');
-        std::getline(campos, hr, '\t');
-        std::getline(campos, v.esperado, '\t');
-        v.hr = static_cast<HRESULT>(std::stoul(hr, nullptr, 16));
-        v.origem = "oleaut-cy-vectors.tsv:" + std::to_string(n);
-        linhas.push_back(v);
-    }
-    return linhas;
+std::vector<VetorOleAut> LeVetores(const std::string& arquivo) {
+    std::vector<VetorOleAut> vetores;
+    for (const Linha& l : LeTabela(arquivo))
+        vetores.push_back({l.Texto("op"), l.Texto("left"), l.Texto("right"), l.Hr("expected_hr"),
+                           l.Texto("expected_raw"), l.Tem("wine_difere") && l.Bool("wine_difere"),
+                           l.Origem()});
+    return vetores;
 }
 
 DECIMAL LeDecimal(const std::string& texto) {

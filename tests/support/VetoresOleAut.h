@@ -15,7 +15,8 @@ struct VetorOleAut {
     std::string direito;  // right operand, "-" when unused
     HRESULT hr;           // expected status
     std::string esperado; // expected result; "-" on failure; "A OR B" when either is right
-    std::string origem;   // where the row comes from (file:line or a case name)
+    bool bWineDifere;     // wine's oleaut32 is known to answer otherwise than Windows
+    std::string origem;   // file:line
 };
 
 // One set of the seven functions: the platform's or the portable ones.
@@ -31,8 +32,8 @@ struct FuncoesOleAut {
 FuncoesOleAut FuncoesPortaveis();
 FuncoesOleAut FuncoesDaPlataforma();
 
-// Rows of the shared reference file; fails the calling test when the file cannot be read.
-std::vector<VetorOleAut> LeVetoresDeReferencia();
+// The rows of a vector file under tests/data.
+std::vector<VetorOleAut> LeVetores(const std::string& arquivo);
 
 DECIMAL LeDecimal(const std::string& texto);
 std::string EscreveDecimal(const DECIMAL& d);

@@ -1,5 +1,7 @@
 #include "tqlibex/NomesHResult.h"
 
+#include "support/Tabela.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -26,33 +28,14 @@ class NomesHResult : public ::testing::Test {
 } // namespace
 
 TEST_F(NomesHResult, PartesENomes) {
-    struct Caso {
-        unsigned hr;
-        const char *severidade, *facilidade, *win32, *nome;
-    };
-    const Caso casos[] = {
-        {0x00000000, "SEVERITY_SUCCESS", "FACILITY_NULL", "ERROR_SUCCESS", "S_OK"},
-        {0x00000001, "SEVERITY_SUCCESS", "FACILITY_NULL", "ERROR_INVALID_FUNCTION", "S_FALSE"},
-        {0x80070057, "SEVERITY_ERROR", "FACILITY_WIN32", "ERROR_INVALID_PARAMETER", "E_INVALIDARG"},
-        {0x800706BA, "SEVERITY_ERROR", "FACILITY_WIN32", "RPC_S_SERVER_UNAVAILABLE", ""},
-        {0x80040154, "SEVERITY_ERROR", "FACILITY_ITF", "",
-         "REGDB_E_CLASSNOTREG"}, // ITF: no Win32 name
-        {0x8002000A, "SEVERITY_ERROR", "FACILITY_DISPATCH", "ERROR_BAD_ENVIRONMENT",
-         "DISP_E_OVERFLOW"},
-        {0x80090001, "SEVERITY_ERROR", "FACILITY_SSPI", "ERROR_INVALID_FUNCTION", "NTE_BAD_UID"},
-        {0x80FF0AF8, "SEVERITY_ERROR", "TQ_FACILITY_DF_EMPRESARIAL", "", ""},
-        {0x81060001, "SEVERITY_ERROR", "TQ_FACILITY_RW_LUMENWEB", "ERROR_INVALID_FUNCTION", ""},
-        {0x810A0001, "SEVERITY_ERROR", "TQ_FACILITY_CQ_QUALIDADE", "ERROR_INVALID_FUNCTION", ""},
-        {0x81000001, "SEVERITY_ERROR", kDesconhecida, "ERROR_INVALID_FUNCTION", ""}, // 256
-        {0x81050001, "SEVERITY_ERROR", kDesconhecida, "ERROR_INVALID_FUNCTION", ""}, // 261
-        {0x80EB0001, "SEVERITY_ERROR", kDesconhecida, "ERROR_INVALID_FUNCTION", ""}, // 235
-        {0xFFFFFFFF, "SEVERITY_ERROR", kDesconhecida, "", ""},
-    };
-    for (const Caso& c : casos) {
-        EXPECT_EQ(S(GetNomeSeverity(H(c.hr))), c.severidade) << std::hex << c.hr;
-        EXPECT_EQ(S(GetNomeFacility(H(c.hr))), c.facilidade) << std::hex << c.hr;
-        EXPECT_EQ(S(GetNomeCodigoWin32(H(c.hr))), c.win32) << std::hex << c.hr;
-        EXPECT_EQ(S(GetNomeHResult(H(c.hr))), c.nome) << std::hex << c.hr;
+    for (const tq::teste::Linha& l : tq::teste::LeTabela("nomes-hresult.tsv")) {
+        const HRESULT hr = l.Hr("hr");
+        const std::string facilidade = l.Texto("facilidade");
+        EXPECT_EQ(S(GetNomeSeverity(hr)), l.Texto("severidade")) << l.Origem();
+        EXPECT_EQ(S(GetNomeFacility(hr)), facilidade == "*" ? kDesconhecida : facilidade)
+            << l.Origem();
+        EXPECT_EQ(S(GetNomeCodigoWin32(hr)), l.Texto("win32")) << l.Origem();
+        EXPECT_EQ(S(GetNomeHResult(hr)), l.Texto("nome")) << l.Origem();
     }
 }
 

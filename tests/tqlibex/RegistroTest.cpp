@@ -1,7 +1,11 @@
 #include "tqlibex/Registro.h"
 
+#include "support/Tabela.h"
+
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -25,41 +29,17 @@ long long Dword(const CDadosRegistro& d, ERaizRegistro raiz, const char* chave, 
     return d.LeDword(raiz, chave, valor, dw) ? static_cast<long long>(dw) : -1;
 }
 
-const char* const kExportacao = R"(Windows Registry Editor Version 5.00
-
-; a comment
-[HKEY_LOCAL_MACHINE\SOFTWARE\TQ Sistemas\Geral]
-"Servidor"="srv01"
-"Caminho"="C:\\TQ\\Dados\\"
-"Aspas"="diz \"ola\""
-"Porta"=dword:0000000a
-@="padrao"
-"Binario"=hex:01,02,03,\
-  04,05
-"Depois"="lido"
-"Apagado"=-
-
-[-HKEY_LOCAL_MACHINE\SOFTWARE\Removida]
-"Nada"="x"
-
-[HKEY_USERS\.DEFAULT\Outra]
-"Nada"="x"
-
-[HKEY_CURRENT_USER\SOFTWARE\PTA]
-"Env_PTA"=dword:00000001
-
-[HKEY_CLASSES_ROOT\CLSID\{11111111-2222-3333-4444-555555555555}]
-"AppID"="{AAAAAAAA-2222-3333-4444-555555555555}"
-
-[HKEY_LOCAL_MACHINE\SOFTWARE\Classes\AppID\{AAAAAAAA-2222-3333-4444-555555555555}]
-"RemoteServerName"="maquina-do-servidor"
-)";
+// A regedit export with every kind of line the reader meets.
+std::string Exportacao() {
+    std::ifstream in(tq::teste::CaminhoDosDados("exportacao.reg"), std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
 
 } // namespace
 
 TEST(ArquivoReg, ValoresDeUmaExportacao) {
     std::vector<std::string> avisos;
-    const CDadosRegistro d = tq::LeArquivoReg(kExportacao, &avisos);
+    const CDadosRegistro d = tq::LeArquivoReg(Exportacao(), &avisos);
     EXPECT_TRUE(avisos.empty()) << avisos.front();
     const char* geral = "SOFTWARE\\TQ Sistemas\\Geral";
     EXPECT_EQ(Texto(d, HKLM, geral, "Servidor"), "srv01");
@@ -83,7 +63,7 @@ TEST(ArquivoReg, ValoresDeUmaExportacao) {
 
 // HKEY_CLASSES_ROOT shows HKCU\SOFTWARE\Classes over HKLM\SOFTWARE\Classes over its own keys.
 TEST(ArquivoReg, VisaoMescladaDeClassesRoot) {
-    CDadosRegistro d = tq::LeArquivoReg(kExportacao, nullptr);
+    CDadosRegistro d = tq::LeArquivoReg(Exportacao(), nullptr);
     EXPECT_EQ(Texto(d, HKCR, "CLSID\\{11111111-2222-3333-4444-555555555555}", "AppID"),
               "{AAAAAAAA-2222-3333-4444-555555555555}");
     EXPECT_EQ(Texto(d, HKCR, "AppID\\{AAAAAAAA-2222-3333-4444-555555555555}", "RemoteServerName"),

@@ -8,6 +8,7 @@
 #include <string>
 
 using tq::teste::GravadorTrace;
+using tq::teste::Mensagem;
 
 namespace {
 int g_nAvaliacoes = 0;
@@ -37,14 +38,6 @@ protected:
     GravadorTrace gravador;
     tq::detail::CEscopoBibliotecaMensagens semBiblioteca{"tqge-nao-existe"};
 };
-
-std::string Mensagem(const CRegistroTrace& r) {
-    // The message is the record's sixth tab-ended field.
-    std::string texto = r.sTexto.GetString();
-    for (int i = 0; i < 5; ++i)
-        texto = texto.substr(texto.find('\t') + 1);
-    return texto;
-}
 
 } // namespace
 

@@ -1,0 +1,89 @@
+// The platform's registry adapter against the real thing: advapi32 on Windows (wine's registry in
+// the test prefix), the TQ_REGISTRY_FILE export on POSIX. The same tests on both.
+#include "support/EscritorRegistro.h"
+
+#include "tqlibex/Registro.h"
+#include "tqlibex/Relogio.h"
+#include "tqlibex/TQComPtr.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+using tq::ERaizRegistro;
+
+namespace {
+
+constexpr ERaizRegistro HKLM = ERaizRegistro::LocalMachine;
+constexpr ERaizRegistro HKCU = ERaizRegistro::CurrentUser;
+constexpr const char* kTeste = "Software\\tqge-teste";
+
+std::string Le(ERaizRegistro raiz, const char* chave, const char* valor) {
+    CTQString s;
+    return tq::RegistroDaPlataforma().LeTexto(raiz, chave, valor, true, s) ? s.GetString()
+                                                                           : "<missing>";
+}
+
+} // namespace
+
+TEST(RegistroPlataforma, LeOQueFoiGravado) {
+    tq::teste::EscritorRegistro escritor;
+    escritor.Texto(HKCU, kTeste, "Texto", "Descri\xE7\xE3o");
+    escritor.Texto(HKCU, kTeste, nullptr, "padrao");
+    escritor.Dword(HKCU, kTeste, "Numero", 0x800706BA);
+    EXPECT_EQ(Le(HKCU, kTeste, "Texto"), "Descri\xE7\xE3o");
+    EXPECT_EQ(Le(HKCU, "SOFTWARE\\TQGE-TESTE\\", nullptr), "padrao");
+    DWORD dw = 0;
+    tq::IRegistro& registro = tq::RegistroDaPlataforma();
+    EXPECT_TRUE(registro.LeDword(HKCU, kTeste, "Numero", true, dw));
+    EXPECT_EQ(dw, 0x800706BAu);
+    EXPECT_FALSE(registro.LeDword(HKCU, kTeste, "Texto", true, dw)) << "a value of another type";
+    EXPECT_EQ(Le(HKCU, kTeste, "Numero"), "<missing>");
+    EXPECT_EQ(Le(HKCU, kTeste, "Falta"), "<missing>");
+    EXPECT_FALSE(registro.ExisteChave(HKCU, "Software\\tqge-nada", true));
+    escritor.Texto(HKCU, kTeste, "Texto", "mudou de novo"); // read again once written
+    EXPECT_EQ(Le(HKCU, kTeste, "Texto"), "mudou de novo");
+    escritor.RemoveChave(HKCU, kTeste);
+    EXPECT_FALSE(registro.ExisteChave(HKCU, kTeste, true));
+    EXPECT_EQ(Le(HKCU, kTeste, "Texto"), "<missing>");
+}
+
+// The remote server lookup of the COM access layer sees the machine's classes through HKCR.
+TEST(RegistroPlataforma, NomeDoServidorRemoto) {
+    tq::teste::EscritorRegistro escritor;
+    const GUID clsid = {
+        0x11111111, 0x2222, 0x3333, {0x44, 0x44, 0x55, 0x55, 0x55, 0x55, 0x55, 0x56}};
+    const char* classe = "Software\\Classes\\CLSID\\{11111111-2222-3333-4444-555555555556}";
+    const char* app = "Software\\Classes\\AppID\\{AAAAAAAA-2222-3333-4444-555555555556}";
+    EXPECT_EQ(std::string(tq::NomeDoServidorRemoto(clsid)), "");
+    escritor.Texto(HKLM, classe, "AppID", "{AAAAAAAA-2222-3333-4444-555555555556}");
+    escritor.Texto(HKLM, app, "RemoteServerName", "srv-negocios");
+    EXPECT_EQ(std::string(tq::NomeDoServidorRemoto(clsid)), "srv-negocios");
+    escritor.RemoveChave(HKLM, app);
+    EXPECT_EQ(std::string(tq::NomeDoServidorRemoto(clsid)), "");
+}
+
+// The shifted clock through the real registry: the environment value and the test mark.
+TEST(RegistroPlataforma, RelogioRelidoEmMaquinaMarcada) {
+    tq::CRelogioAjustavel relogio(tq::Momento(15, 3, 2024, 10, 30), 180);
+    tq::CEscopoRelogio escopo(relogio);
+    tq::detail::EsqueceConfiguracaoDoRelogio();
+    {
+        tq::teste::EscritorRegistro escritor;
+        const char* ambiente = "SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
+        escritor.Dword(HKCU, "SOFTWARE\\PTA", "Env_PTA", 1);
+        escritor.Texto(HKLM, ambiente, "TQ_DATETIME",
+                       "1;01/01/2020;08:00:00:0000;15/03/2024;10:00:00:0000");
+        const SYSTEMTIME st = GetCurrentTime_LocalTime();
+        EXPECT_EQ(st.wYear, 2020);
+        EXPECT_EQ(st.wHour, 8);
+        EXPECT_EQ(st.wMinute, 30);
+        escritor.Texto(HKLM, ambiente, "TQ_DATETIME",
+                       "1;01/01/2030;08:00:00:0000;15/03/2024;10:00:00:0000");
+        EXPECT_EQ(GetCurrentTime_LocalTime().wYear, 2030) << "marked: read at every call";
+        escritor.Texto(HKLM, ambiente, "TQ_DATETIME",
+                       "1;01/01/2030;08:00:00:0000;15/03/2024;10:00:00");
+        EXPECT_EQ(GetCurrentTime_LocalTime().wYear, 2024) << "fourteen numbers: the real clock";
+    }
+    tq::detail::EsqueceConfiguracaoDoRelogio();
+}
