@@ -20,8 +20,12 @@ bool Digitos(const char* p, int n, int& valor) {
 
 } // namespace
 
+// A part that does not fit its packed field makes the empty (invalid) value: masking it would
+// give another, valid-looking date.
 CTQMa::CTQMa(int nMes, int nAno)
-    : m_wMa(static_cast<WORD>(((nAno & 0xFFF) << 4) | (nMes & 0x0F))) {}
+    : m_wMa(nMes >= 0 && nMes <= 0x0F && nAno >= 0 && nAno <= 0xFFF
+                ? static_cast<WORD>((nAno << 4) | nMes)
+                : 0) {}
 
 int CTQMa::UltimoDiaDoMes() const {
     return IsValido() ? tq::detail::DiasNoMes(GetMes(), GetAno()) : 0;
@@ -49,15 +53,17 @@ bool CTQMa::Le(const char* psz, CTQMa& ma) {
         !Digitos(psz + 3, 4, ano))
         return false;
     const CTQMa lido(mes, ano);
-    if (mes < 1 || mes > 12 || ano < 1)
+    if (!lido.IsValido())
         return false;
     ma = lido;
     return true;
 }
 
 CTQDma::CTQDma(int nDia, int nMes, int nAno)
-    : m_dwData((static_cast<DWORD>(nAno & 0xFFFF) << 16) | (static_cast<DWORD>(nMes & 0xFF) << 8) |
-               static_cast<DWORD>(nDia & 0xFF)) {}
+    : m_dwData(nDia >= 0 && nDia <= 0xFF && nMes >= 0 && nMes <= 0xFF && nAno >= 0 && nAno <= 0xFFFF
+                   ? (static_cast<DWORD>(nAno) << 16) | (static_cast<DWORD>(nMes) << 8) |
+                         static_cast<DWORD>(nDia)
+                   : 0) {}
 
 bool CTQDma::EhBissexto(int nAno) {
     return tq::detail::EhBissexto(nAno);

@@ -4,8 +4,9 @@
 //   CTQMa  16 bits: (year << 4) | month          — year 0..4095, month 1..12; 0x7E83 = 03/2024
 //   CTQDma 32 bits: (year << 16) | (month << 8) | day                        ; 0x07E8030F =
 //   15/03/2024
-// Both order as numbers in calendar order, and 0 is the empty value. Text forms "MM/AAAA" and
-// "DD/MM/AAAA".
+// Both order as numbers in calendar order, and 0 is the empty value; a part too large for its
+// field (day or month above 255, a year above 65535 or 4095) constructs the empty value. Text forms
+// "MM/AAAA" and "DD/MM/AAAA".
 #pragma once
 
 #include "tqlibex/TQString.h"

@@ -1,6 +1,7 @@
 #include "tqlibex/Relogio.h"
 
 #include "tqlibex/Registro.h"
+#include "tqlibex/TraceHResult.h"
 
 #include <cstdio>
 
@@ -20,6 +21,21 @@ constexpr const char* kValorTeste = "Env_PTA";
 std::mutex g_mutexConfiguracao;
 CTQString g_sConfiguracao;
 bool g_bReler = true;
+CTQString g_sUltimaRecusada; // the last bad setting written to the trace
+
+// A setting naming a day or time that does not exist is not an error: the real clock is used, and
+// the setting goes to the trace once, so that a tester sees why the clock is not shifted.
+void ReportaConfiguracaoRecusada(const CTQString& texto) {
+    {
+        std::lock_guard lock(g_mutexConfiguracao);
+        if (texto == g_sUltimaRecusada)
+            return;
+        g_sUltimaRecusada = texto;
+    }
+    GravaTrace(nullptr, "GetCurrentTime_LocalFileTime", "Relogio", __LINE__,
+               "TQ_DATETIME \"%s\" ignorado: data ou hora inexistente; vale o rel\xF3gio real",
+               texto.GetString());
+}
 
 bool MaquinaDeTeste(IRegistro& registro) {
     for (ERaizRegistro raiz : {ERaizRegistro::LocalMachine, ERaizRegistro::CurrentUser}) {
@@ -103,6 +119,7 @@ CTQString ConfiguracaoDoRelogio() {
 void EsqueceConfiguracaoDoRelogio() {
     std::lock_guard lock(g_mutexConfiguracao);
     g_sConfiguracao.Empty();
+    g_sUltimaRecusada.Empty();
     g_bReler = true;
 }
 
@@ -126,12 +143,16 @@ FILETIME GetCurrentTime_LocalFileTime() {
                                   &n[10], &n[11], &n[12], &n[13], &n[14]);
     if (lidos != 15 || n[0] == 0)
         return real;
-    const ULONGLONG referencia = tq::Ticks(
-        Helper_SystemTimeToFileTime(tq::Momento(n[8], n[9], n[10], n[11], n[12], n[13], n[14])));
-    const ULONGLONG simulado = tq::Ticks(
-        Helper_SystemTimeToFileTime(tq::Momento(n[1], n[2], n[3], n[4], n[5], n[6], n[7])));
+    const SYSTEMTIME stReferencia = tq::Momento(n[8], n[9], n[10], n[11], n[12], n[13], n[14]);
+    const SYSTEMTIME stSimulado = tq::Momento(n[1], n[2], n[3], n[4], n[5], n[6], n[7]);
+    FILETIME referencia, simulado;
+    if (!SystemTimeToFileTime(&stReferencia, &referencia) ||
+        !SystemTimeToFileTime(&stSimulado, &simulado)) {
+        tq::ReportaConfiguracaoRecusada(texto);
+        return real;
+    }
     // Unsigned arithmetic: a reference in the future makes the difference wrap and come back.
-    return tq::FileTimeDeTicks(simulado + (tq::Ticks(real) - referencia));
+    return tq::FileTimeDeTicks(tq::Ticks(simulado) + (tq::Ticks(real) - tq::Ticks(referencia)));
 }
 
 SYSTEMTIME GetCurrentTime_LocalTime() {

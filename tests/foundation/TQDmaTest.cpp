@@ -32,6 +32,13 @@ TEST(TQDma, FormasCompactadasEValidade) {
     EXPECT_EQ(CTQMa(2, 2023).UltimoDiaDoMes(), 28);
     EXPECT_EQ(CTQDma(1, 1, 2025).DiasDesde(CTQDma(1, 1, 2024)), 366);
     EXPECT_EQ(CTQDma(1, 1, 2024).DiasDesde(CTQDma(1, 1, 2025)), -366);
+    // A part too large for its field never becomes another date.
+    EXPECT_TRUE(CTQDma(261, 1, 2024).IsEmpty());
+    EXPECT_TRUE(CTQDma(1, 257, 2024).IsEmpty());
+    EXPECT_TRUE(CTQDma(1, 1, 65536).IsEmpty());
+    EXPECT_TRUE(CTQMa(17, 2024).IsEmpty());
+    EXPECT_TRUE(CTQMa(1, 4096).IsEmpty());
+    EXPECT_TRUE(CTQMa(1, -1).IsEmpty());
     CTQDma invalida(31, 2, 2024);
     EXPECT_EQ(invalida.SomaMeses(1).GetCompactado(), CTQDma(31, 2, 2024).GetCompactado());
 }

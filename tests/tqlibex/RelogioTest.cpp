@@ -1,4 +1,5 @@
 #include "support/AmbienteRelogio.h"
+#include "support/Gravadores.h"
 #include "support/Tabela.h"
 
 #include "tqlibex/Plataforma.h"
@@ -15,6 +16,8 @@
 using namespace tq::teste;
 using tq::ERaizRegistro;
 using tq::teste::Linha;
+using tq::teste::GravadorTrace;
+using tq::teste::Mensagem;
 
 namespace {
 
@@ -161,14 +164,30 @@ void EsperaCTQException(F chamada, const char* texto, DWORD codigo) {
 }
 } // namespace
 
-TEST_F(AmbienteRelogio, FalhasDeConversaoLancamCTQException) {
+// A day that does not exist in a switched-on setting is no error: the real clock, and one trace
+// line per bad setting, so that a tester sees why the clock is not shifted.
+TEST_F(AmbienteRelogio, DataInexistenteUsaORelogioRealEVaiAoTrace) {
+    GravadorTrace trace;
+    MarcaMaquinaDeTeste(ERaizRegistro::LocalMachine);
     DefineRelogio("1;31/02/2020;08:00:00:0000;15/03/2024;10:00:00:0000");
-    EsperaCTQException(GetCurrentTime_LocalTime,
+    EXPECT_EQ(Texto(GetCurrentTime_LocalTime()), "15/03/2024 10:30:00.000 dow=5");
+    EXPECT_EQ(Texto(GetCurrentTime_SystemTime()), "15/03/2024 13:30:00.000 dow=5");
+    DefineRelogio("1;01/01/2020;08:00:00:0000;15/03/2024;25:00:00:0000");
+    EXPECT_EQ(GetCurrentTime_LocalTime().wYear, 2024);
+    ASSERT_EQ(trace.registros.size(), 2u) << "once per bad setting";
+    EXPECT_EQ(Mensagem(trace.registros[0]),
+              "TQ_DATETIME \"1;31/02/2020;08:00:00:0000;15/03/2024;10:00:00:0000\" ignorado: data "
+              "ou hora inexistente; vale o rel\xF3gio real\t");
+    DefineRelogio(kDeslocado);
+    EXPECT_EQ(GetCurrentTime_LocalTime().wYear, 2020) << "a good setting shifts again";
+}
+
+TEST_F(AmbienteRelogio, FalhasDeConversaoLancamCTQException) {
+    EsperaCTQException([] { Helper_SystemTimeToFileTime(Momento(31, 2, 2020)); },
                        "Helper_SystemTimeToFileTime: SystemTimeToFileTime",
                        ERROR_INVALID_PARAMETER);
 
     // Past the last representable moment: the ticks exist but no calendar date does.
-    tq::detail::EsqueceConfiguracaoDoRelogio();
     DefineRelogio("1;31/12/30827;23:00:00:0000;01/01/1601;00:00:00:0000");
     EsperaCTQException(GetCurrentTime_LocalTime, "GetCurrentTime_LocalTime: FileTimeToSystemTime",
                        ERROR_INVALID_PARAMETER);
