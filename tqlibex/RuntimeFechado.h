@@ -16,29 +16,30 @@
 bool TQTrataErro2(LONGLONG hr, ULONG ulChamador, ULONG ulNumero, const char* pszTexto,
                   const char* pszArquivo, int nLinha, const char* pszCompilacao);
 
-// The report object of the access-registry route: built on the stack, never thrown.
+// The report object of the access-registry route: built on the stack, never thrown. HRESULTs are
+// the Windows long, 32 bits on every platform (a 64-bit long would keep 0x80040005 positive).
 class CTQLumenException {
 public:
     CTQLumenException() = default;
     ~CTQLumenException() = default;
-    static bool CallOnError(CTQLumenException& e, long hr, int nCodigoErro, int nServidor,
+    static bool CallOnError(CTQLumenException& e, HRESULT hr, int nCodigoErro, int nServidor,
                             int nLinha, const char* pszArquivo, const char* pszCompilacao);
 };
 
 // The error record of the last server access.
 class CTQDadosDF_Erro {
 public:
-    long GetHR() const { return m_hr; }
+    HRESULT GetHR() const { return m_hr; }
     int GetCodigoErro() const { return m_nCodigoErro; }
     unsigned short GetNumeroServidor() const { return m_nServidor; }
-    void Define(long hr, int nCodigoErro, unsigned short nServidor) {
+    void Define(HRESULT hr, int nCodigoErro, unsigned short nServidor) {
         m_hr = hr;
         m_nCodigoErro = nCodigoErro;
         m_nServidor = nServidor;
     }
 
 private:
-    long m_hr = 0;
+    HRESULT m_hr = 0;
     int m_nCodigoErro = 0;
     unsigned short m_nServidor = 0;
 };
@@ -68,7 +69,7 @@ namespace tq {
 using GanchoTrataErro2 =
     std::function<bool(LONGLONG, ULONG, ULONG, const char*, const char*, int, const char*)>;
 using GanchoCallOnError =
-    std::function<bool(CTQLumenException&, long, int, int, int, const char*, const char*)>;
+    std::function<bool(CTQLumenException&, HRESULT, int, int, int, const char*, const char*)>;
 
 namespace detail {
 // The one installed hook of type F (empty: the default, which only traces).

@@ -104,23 +104,23 @@ TEST(ConexaoGe, OnFailedHrEntregaOsArgumentos) {
 
 TEST(RegistroDeServidores, UsaOUltimoAcessoENaoOResultado) {
     struct {
-        long hr = 0;
+        HRESULT hr = 0;
         int codigo = 0, servidor = 0, linha = 0, vezes = 0;
         std::string arquivo, compilacao;
     } c;
-    tq::CEscopoCallOnError gancho([&c](CTQLumenException&, long hr, int codigo, int servidor,
+    tq::CEscopoCallOnError gancho([&c](CTQLumenException&, HRESULT hr, int codigo, int servidor,
                                        int linha, const char* arquivo, const char* compilacao) {
         c = {hr, codigo, servidor, linha, c.vezes + 1, arquivo, compilacao};
         return true;
     });
     CTQDadosDF_Erro* ultimo = TQFC_GetServidores()->GetUltimoAcesso();
 
-    ultimo->Define(static_cast<long>(H(0x80040005)), 42, 65535);
+    ultimo->Define(0x80040005, 42, 65535); // as a module writes it: a 32-bit value everywhere
     const int linha = __LINE__ + 1;
     const HRESULT hr = TQ_VIA_SERVIDORES(S_FALSE);
     EXPECT_EQ(hr, S_FALSE) << "the server method's own result comes back";
     EXPECT_EQ(c.vezes, 1);
-    EXPECT_EQ(c.hr, static_cast<long>(H(0x80040005)));
+    EXPECT_EQ(c.hr, H(0x80040005));
     EXPECT_EQ(c.codigo, 42);
     EXPECT_EQ(c.servidor, 65535) << "the server number is widened, not sign-extended";
     EXPECT_EQ(c.linha, linha);
@@ -130,4 +130,14 @@ TEST(RegistroDeServidores, UsaOUltimoAcessoENaoOResultado) {
     ultimo->Define(0, 0, 0);
     EXPECT_EQ(TQ_VIA_SERVIDORES(E_FAIL), E_FAIL);
     EXPECT_EQ(c.vezes, 1) << "the registry's last access decides, not the method's result";
+}
+
+TEST(RegistroDeServidores, GanchoPadraoTracaOHResultDe32Bits) {
+    tq::teste::GravadorTrace trace;
+    TQFC_GetServidores()->GetUltimoAcesso()->Define(0x80040005, 7, 3);
+    EXPECT_EQ(TQ_VIA_SERVIDORES(S_OK), S_OK);
+    TQFC_GetServidores()->GetUltimoAcesso()->Define(0, 0, 0);
+    ASSERT_EQ(trace.registros.size(), 1u);
+    EXPECT_EQ(tq::teste::Mensagem(trace.registros[0]).rfind("HR = 0X80040005 Codigo = 7", 0), 0u)
+        << tq::teste::Mensagem(trace.registros[0]);
 }
