@@ -123,9 +123,10 @@ CTQString CPrimitivaComDaPlataforma::Ping(const char* pszServidor) {
     return texto;
 }
 
+// Never destroyed: a keep-alive thread may still be stopping while the process's statics go.
 IPrimitivaCom& PrimitivaComDaPlataforma() {
-    static CPrimitivaComDaPlataforma primitiva;
-    return primitiva;
+    static auto* primitiva = new CPrimitivaComDaPlataforma;
+    return *primitiva;
 }
 
 IPrimitivaCom& PrimitivaComAtual() {

@@ -5,6 +5,8 @@
 #include "tqlibex/NomesHResult.h"
 #include "tqlibex/Registro.h"
 
+#include <memory>
+
 bool g_bSemAutenticacao = false;
 bool g_bSemKeepAlive = false;
 
@@ -107,13 +109,22 @@ HRESULT TQCoCreateInstance(REFCLSID rclsid, LPUNKNOWN pUnkOuter, DWORD dwClsCtx,
         RPC_C_IMP_LEVEL_IMPERSONATE, nullptr,          EOAC_NONE};
     COSERVERINFO csi = {0, servidor.IsEmpty() ? nullptr : nomeLargo.data(), &cai, 0};
     MULTI_QI mqi = {&riid, nullptr, S_OK};
+    // Only a creation that answers 0 hands its interface out: one that answered anything else but
+    // left an interface set (a success code, or a misbehaving primitive) must not leak it.
+    const auto larga = [&mqi] {
+        if (IUnknown* p = std::exchange(mqi.pItf, nullptr))
+            p->Release();
+    };
 
     for (int nTentativa = 0; nTentativa < kMaximoDeTentativas; ++nTentativa) {
+        larga();
         TQ_TRACA_TOLERANDO(hr, "CoCreateInstanceEx(rclsid, pUnkOuter, dwClsCtx, &csi, 1, &mqi)",
                            com.CoCreateInstanceEx(rclsid, pUnkOuter, dwClsCtx, &csi, 1, &mqi),
                            tolerados);
-        if (hr != 0 && !tq::detail::HResultNaLista(hr, tolerados))
+        if (hr != 0 && !tq::detail::HResultNaLista(hr, tolerados)) {
+            larga();
             return hr;
+        }
 
         if (hr == 0 && nTentativa > 1) {
             CTQString texto;
@@ -122,11 +133,14 @@ HRESULT TQCoCreateInstance(REFCLSID rclsid, LPUNKNOWN pUnkOuter, DWORD dwClsCtx,
         }
 
         if (hr == E_INVALIDARG) {
+            larga();
             TQ_TRACA_TOLERANDO(
                 hr, "CoCreateInstanceEx(rclsid, pUnkOuter, dwClsCtx, nullptr, 1, &mqi)",
                 com.CoCreateInstanceEx(rclsid, pUnkOuter, dwClsCtx, nullptr, 1, &mqi), tolerados);
-            if (hr != 0 && !tq::detail::HResultNaLista(hr, tolerados))
+            if (hr != 0 && !tq::detail::HResultNaLista(hr, tolerados)) {
+                larga();
                 return hr;
+            }
         }
 
         if (hr == kServidorIndisponivel && (eFlags & eTQCCI_RETRY)) {
@@ -146,10 +160,7 @@ HRESULT TQCoCreateInstance(REFCLSID rclsid, LPUNKNOWN pUnkOuter, DWORD dwClsCtx,
             TQCoSetProxyBlanket(mqi.pItf);
         *ppv = mqi.pItf;
     } else {
-        // A failed creation hands nothing out; a primitive that left an interface anyway
-        // must not leak it.
-        if (mqi.pItf)
-            mqi.pItf->Release();
+        larga();
         if (eFlags & eTQCCI_LOG_FAILURE)
             ReportaEventoCom(rclsid, hr, EVENTLOG_ERROR_TYPE, "\n\nErro instanciando servidor");
     }
@@ -160,12 +171,15 @@ HRESULT TQComPtr_CoCreateInstance(CTQComPtrBase* pBase, REFCLSID rclsid, REFIID 
                                   LPTHREAD_START_ROUTINE pfnThread, ETQComPtrFlags eFlags) {
     if (!pBase || !ppv || !pfnThread)
         return E_POINTER;
+    // A base whose object still has a thread lets it go first: two threads must never share it.
+    pBase->ParaKeepAlive();
     HRESULT hr;
     TQ_TRACA(hr, "TQCoCreateInstance(rclsid, nullptr, CLSCTX_ALL, riid, ppv, eFlags)",
              TQCoCreateInstance(rclsid, nullptr, CLSCTX_ALL, riid, ppv, eFlags));
-    if (hr != 0 && !tq::detail::HResultNaLista(hr, {}))
+    if (FAILED(hr) && !tq::detail::HResultNaLista(hr, {}))
         return hr;
 
+    // A success code other than 0 comes back without an interface: that is no object either.
     if (*ppv == nullptr) {
         TQ_TRACA(hr, "ER_TQDF_CO_CREATE_INSTANCE_INTERFACE_NULA",
                  ER_TQDF_CO_CREATE_INSTANCE_INTERFACE_NULA);
@@ -175,51 +189,44 @@ HRESULT TQComPtr_CoCreateInstance(CTQComPtrBase* pBase, REFCLSID rclsid, REFIID 
     if (tq::NomeDoServidorRemoto(rclsid).IsEmpty() || g_bSemKeepAlive)
         return S_OK;
 
-    static constexpr tq::detail::NomeFixo funcao = tq::detail::NomeDaFuncao(__PRETTY_FUNCTION__);
-    return tq::detail::IniciaKeepAlive(pBase, riid, static_cast<IUnknown*>(*ppv), pfnThread,
-                                       funcao.data());
-}
+    tq::IPrimitivaCom& com = tq::PrimitivaComAtual();
+    auto* pKeepAlive = new CTQKeepAlive(com);
+    pKeepAlive->AdicionaDono();
+    pBase->m_pKeepAlive = pKeepAlive;
 
-namespace tq::detail {
-
-HRESULT IniciaKeepAlive(CTQComPtrBase* pBase, REFIID riid, IUnknown* pUnk,
-                        LPTHREAD_START_ROUTINE pfnThread, const char* pszFuncao) {
-    IPrimitivaCom& com = PrimitivaComAtual();
-    pBase->m_pPrimitiva = &com;
-    pBase->m_bKeepRunning = true;
-    const auto traca = [pszFuncao](HRESULT hr, const char* pszExpressao, int nLinha) {
-        TracaHResult(hr, pszExpressao, "hr", pszFuncao, kArquivo, nLinha, {});
-    };
-
-    HRESULT hr = com.CoMarshalInterThreadInterfaceInStream(riid, pUnk, &pBase->m_pStream);
-    traca(hr,
-          "hr = CoMarshalInterThreadInterfaceInStream(riid, (LPUNKNOWN) *ppv, &pBase->m_pStream)",
-          __LINE__);
+    TQ_TRACA(hr, "CoMarshalInterThreadInterfaceInStream(riid, (LPUNKNOWN) *ppv, &pBase->m_pStream)",
+             com.CoMarshalInterThreadInterfaceInStream(riid, static_cast<IUnknown*>(*ppv),
+                                                       &pKeepAlive->m_pStream));
     if (FAILED(hr)) {
-        pBase->m_pStream = nullptr;
+        pKeepAlive->m_pStream = nullptr;
+        pBase->ParaKeepAlive();
         return hr;
     }
 
-    pBase->m_hEventoPronto = com.CreateEventA(TRUE, FALSE);
-    if (pBase->m_hEventoPronto)
-        pBase->m_hThread = com.CreateThread(pfnThread, pBase, &pBase->m_dwThreadId);
-    if (!pBase->m_hThread) {
-        hr = ER_TQDF_CO_CREATE_INSTANCE_THREAD_NULA;
-        traca(hr, "hr = ER_TQDF_CO_CREATE_INSTANCE_THREAD_NULA", __LINE__);
-        pBase->m_dwThreadId = 0;
+    pKeepAlive->m_hEventoPronto = com.CreateEventA(TRUE, FALSE);
+    pKeepAlive->AdicionaReferencia(); // the thread's, given back as it ends
+    if (pKeepAlive->m_hEventoPronto)
+        pKeepAlive->m_hThread = com.CreateThread(pfnThread, pKeepAlive, &pKeepAlive->m_dwThreadId);
+    if (!pKeepAlive->m_hThread) {
+        pKeepAlive->Libera();
+        pBase->ParaKeepAlive();
+        TQ_TRACA(hr, "ER_TQDF_CO_CREATE_INSTANCE_THREAD_NULA",
+                 ER_TQDF_CO_CREATE_INSTANCE_THREAD_NULA);
         return hr;
     }
 
     com.Sleep(0);
-    pBase->EsperaPronto(kEsperaPeloPronto);
+    pKeepAlive->EsperaPronto(kEsperaPeloPronto);
     com.Sleep(0);
-    if (!com.PostThreadMessageA(pBase->m_dwThreadId, WM_TQ_KEEPALIVE_INICIA, 0, 0)) {
-        hr = HRESULT_FROM_WIN32(com.GetLastError());
-        traca(hr, "hr = HRESULT_FROM_WIN32(GetLastError())", __LINE__);
+    if (!com.PostThreadMessageA(pKeepAlive->m_dwThreadId, WM_TQ_KEEPALIVE_INICIA, 0, 0)) {
+        // The thread stays the object's until its owner goes, which wakes it with a quit.
+        TQ_TRACA(hr, "HRESULT_FROM_WIN32(GetLastError())", HRESULT_FROM_WIN32(com.GetLastError()));
         return hr;
     }
     return S_OK;
 }
+
+namespace tq::detail {
 
 DWORD IntervaloKeepAlive() {
     return g_dwIntervaloKeepAlive.load(std::memory_order_relaxed);
@@ -231,15 +238,18 @@ void DefineIntervaloKeepAliveParaTestes(DWORD dwMilliseconds) {
 
 } // namespace tq::detail
 
-DWORD TQComPtr_ThreadKeepServerAlive(CTQComPtrBase* pBase, REFIID riid) {
-    tq::IPrimitivaCom& com = *pBase->m_pPrimitiva;
+DWORD TQComPtr_ThreadKeepServerAlive(CTQKeepAlive* pKeepAlive, REFIID riid) {
+    // The thread's share of the keep-alive goes back however the thread ends.
+    const std::unique_ptr<CTQKeepAlive, void (*)(CTQKeepAlive*)> compartilhado(
+        pKeepAlive, [](CTQKeepAlive* p) { p->Libera(); });
+    tq::IPrimitivaCom& com = pKeepAlive->m_com;
     HRESULT hr;
 
     // A queue first, then "ready", then nothing COM-related before the start message. A quit
     // before it means the owner is going away and the start will never come.
     MSG msg;
     com.PeekMessageA(&msg, WM_USER, WM_USER, PM_NOREMOVE);
-    com.SetEvent(pBase->m_hEventoPronto);
+    com.SetEvent(pKeepAlive->m_hEventoPronto);
     bool bIniciar = false;
     while (!bIniciar && com.GetMessageA(&msg) > 0)
         bIniciar = msg.message == WM_TQ_KEEPALIVE_INICIA;
@@ -254,9 +264,8 @@ DWORD TQComPtr_ThreadKeepServerAlive(CTQComPtrBase* pBase, REFIID riid) {
     ITQUnknown* pLocalTQUnknown = nullptr;
     TQ_TRACA(hr,
              "CoGetInterfaceAndReleaseStream(pBase->m_pStream, riid, (LPVOID*) &pLocalTQUnknown)",
-             com.CoGetInterfaceAndReleaseStream(pBase->m_pStream, riid,
+             com.CoGetInterfaceAndReleaseStream(std::exchange(pKeepAlive->m_pStream, nullptr), riid,
                                                 reinterpret_cast<LPVOID*>(&pLocalTQUnknown)));
-    pBase->m_pStream = nullptr; // released by the call, whatever its result
     if (!pLocalTQUnknown) {
         TQ_TRACA(hr, "ER_TQDF_CO_CREATE_INSTANCE_INTERFACE_NULA",
                  ER_TQDF_CO_CREATE_INSTANCE_INTERFACE_NULA);
@@ -274,7 +283,7 @@ DWORD TQComPtr_ThreadKeepServerAlive(CTQComPtrBase* pBase, REFIID riid) {
             continue;
         com.KillTimer(idTimer);
         idTimer = 0;
-        if (!pBase->m_bKeepRunning.load(std::memory_order_acquire))
+        if (!pKeepAlive->m_bKeepRunning.load(std::memory_order_acquire))
             break;
         BOOL bOK = FALSE;
         TQ_TRACA(hr, "pLocalTQUnknown->KeepAlive(&bOK)", pLocalTQUnknown->KeepAlive(&bOK));
@@ -294,50 +303,102 @@ DWORD TQComPtr_ThreadKeepServerAlive(CTQComPtrBase* pBase, REFIID riid) {
     return 0;
 }
 
-BOOL CTQComPtrBase::EsperaPronto(DWORD dwMilliseconds) {
-    if (!m_pPrimitiva || !m_hEventoPronto)
+// ---- The keep-alive and its owners ----------------------------------------------------------
+
+BOOL CTQKeepAlive::EsperaPronto(DWORD dwMilliseconds) {
+    if (!m_hEventoPronto)
         return FALSE;
-    return m_pPrimitiva->WaitForSingleObject(m_hEventoPronto, dwMilliseconds) == WAIT_OBJECT_0;
+    return m_com.WaitForSingleObject(m_hEventoPronto, dwMilliseconds) == WAIT_OBJECT_0;
+}
+
+bool CTQKeepAlive::Rodando() {
+    return m_hThread && m_com.WaitForSingleObject(m_hThread, 0) == WAIT_TIMEOUT;
+}
+
+void CTQKeepAlive::AdicionaDono() {
+    m_nDonos.fetch_add(1, std::memory_order_relaxed);
+    m_nReferencias.fetch_add(1, std::memory_order_relaxed);
+}
+
+void CTQKeepAlive::RemoveDono() {
+    if (m_nDonos.fetch_sub(1, std::memory_order_acq_rel) == 1)
+        Para();
+    Libera();
+}
+
+void CTQKeepAlive::Libera() {
+    if (m_nReferencias.fetch_sub(1, std::memory_order_acq_rel) == 1)
+        delete this;
+}
+
+// A quit wakes the thread at once, before its start or between ticks. Posting fails only before
+// the thread has its queue or after it has ended. A thread held up in a ping is not waited for
+// beyond the limit: it finds the flag cleared when the ping returns, and its share of this object
+// keeps everything it touches.
+void CTQKeepAlive::Para() {
+    m_bKeepRunning.store(false, std::memory_order_release);
+    if (!m_hThread)
+        return;
+    DWORD dwEsperado = 0;
+    while (!m_com.PostThreadMessageA(m_dwThreadId, WM_QUIT, 0, 0) &&
+           dwEsperado < tq::detail::kEsperaPeloFimDoKeepAlive) {
+        if (m_com.WaitForSingleObject(m_hThread, 10) == WAIT_OBJECT_0)
+            return;
+        dwEsperado += 10;
+    }
+    m_com.WaitForSingleObject(m_hThread, tq::detail::kEsperaPeloFimDoKeepAlive - dwEsperado);
+}
+
+CTQKeepAlive::~CTQKeepAlive() {
+    if (m_pStream) {
+        // The thread never took the interface: take it here so the marshalled reference goes.
+        IUnknown* p = nullptr;
+        m_com.CoGetInterfaceAndReleaseStream(m_pStream, __uuidof(IUnknown),
+                                             reinterpret_cast<LPVOID*>(&p));
+        if (p)
+            p->Release();
+    }
+    if (m_hThread)
+        m_com.CloseHandle(m_hThread);
+    if (m_hEventoPronto)
+        m_com.CloseHandle(m_hEventoPronto);
+}
+
+BOOL CTQComPtrBase::EsperaPronto(DWORD dwMilliseconds) {
+    return m_pKeepAlive ? m_pKeepAlive->EsperaPronto(dwMilliseconds) : FALSE;
+}
+
+CTQComPtrBase::CTQComPtrBase(const CTQComPtrBase& outro) : m_pKeepAlive(outro.m_pKeepAlive) {
+    if (m_pKeepAlive)
+        m_pKeepAlive->AdicionaDono();
+}
+
+CTQComPtrBase::CTQComPtrBase(CTQComPtrBase&& outro) noexcept
+    : m_pKeepAlive(std::exchange(outro.m_pKeepAlive, nullptr)) {}
+
+CTQComPtrBase& CTQComPtrBase::operator=(const CTQComPtrBase& outro) {
+    if (outro.m_pKeepAlive)
+        outro.m_pKeepAlive->AdicionaDono(); // before letting go: both may share one
+    ParaKeepAlive();
+    m_pKeepAlive = outro.m_pKeepAlive;
+    return *this;
+}
+
+CTQComPtrBase& CTQComPtrBase::operator=(CTQComPtrBase&& outro) noexcept {
+    if (this != &outro) {
+        ParaKeepAlive();
+        m_pKeepAlive = std::exchange(outro.m_pKeepAlive, nullptr);
+    }
+    return *this;
 }
 
 CTQComPtrBase::~CTQComPtrBase() {
     ParaKeepAlive();
 }
 
-bool CTQComPtrBase::KeepAliveAtivo() {
-    return m_hThread && m_pPrimitiva->WaitForSingleObject(m_hThread, 0) == WAIT_TIMEOUT;
-}
-
 void CTQComPtrBase::ParaKeepAlive() {
-    if (!m_pPrimitiva)
-        return;
-    tq::IPrimitivaCom& com = *m_pPrimitiva;
-    m_bKeepRunning.store(false, std::memory_order_release);
-    if (m_hThread) {
-        // A quit wakes the thread at once, before its start or between ticks. Posting fails
-        // only before the thread has its queue or after it has ended: wait a little and retry.
-        while (!com.PostThreadMessageA(m_dwThreadId, WM_QUIT, 0, 0))
-            if (com.WaitForSingleObject(m_hThread, 10) == WAIT_OBJECT_0)
-                break;
-        com.WaitForSingleObject(m_hThread, INFINITE);
-        com.CloseHandle(m_hThread);
-        m_hThread = nullptr;
-        m_dwThreadId = 0;
-    }
-    if (m_pStream) {
-        // The thread never took the interface: take it here so the marshalled reference goes.
-        IUnknown* p = nullptr;
-        com.CoGetInterfaceAndReleaseStream(m_pStream, __uuidof(IUnknown),
-                                           reinterpret_cast<LPVOID*>(&p));
-        m_pStream = nullptr;
-        if (p)
-            p->Release();
-    }
-    if (m_hEventoPronto) {
-        com.CloseHandle(m_hEventoPronto);
-        m_hEventoPronto = nullptr;
-    }
-    m_pPrimitiva = nullptr;
+    if (CTQKeepAlive* p = std::exchange(m_pKeepAlive, nullptr))
+        p->RemoveDono();
 }
 
 namespace tq {

@@ -47,37 +47,71 @@ constexpr HRESULT ER_TQDF_CO_CREATE_INSTANCE_THREAD_NULA = static_cast<HRESULT>(
 // The keep-alive thread's start message: the first user message plus one.
 constexpr UINT WM_TQ_KEEPALIVE_INICIA = WM_USER + 1;
 
-// The keep-alive base of a created object: what its keep-alive thread shares with the owner.
-// The thread reads the stream once (and clears it), the ready event and the keep-running flag;
-// the owner clears the flag, wakes the thread and waits for it before the object goes.
-class CTQComPtrBase {
+// What one keep-alive thread shares with the pointers that own its object: the marshalled
+// interface (taken once by the thread), the ready event, the thread and the keep-running flag.
+// It lives until the last of them lets go, the thread included, so an owner that stops waiting
+// for a thread held up in a ping to a dead host leaves the thread nothing that has gone.
+class CTQKeepAlive {
 public:
-    CTQComPtrBase(const CTQComPtrBase&) = delete;
-    CTQComPtrBase& operator=(const CTQComPtrBase&) = delete;
+    explicit CTQKeepAlive(tq::IPrimitivaCom& com) : m_com(com) {}
+    CTQKeepAlive(const CTQKeepAlive&) = delete;
+    CTQKeepAlive& operator=(const CTQKeepAlive&) = delete;
 
     // Waits up to dwMilliseconds for the thread's ready event (set once it has a message queue).
-    virtual BOOL EsperaPronto(DWORD dwMilliseconds);
+    BOOL EsperaPronto(DWORD dwMilliseconds);
+    // Whether the thread has not ended (by itself, after three failed pings, or stopped).
+    bool Rodando();
 
-    // True while a keep-alive thread belongs to this object (running or ended by itself).
-    bool TemKeepAlive() const { return m_hThread != nullptr; }
+    // An owner (a pointer, or a copy of it) takes its share. When the last owner lets go, the
+    // flag is cleared and the thread woken with a quit; the owner waits for it at most
+    // tq::detail::kEsperaPeloFimDoKeepAlive ms and goes, whatever the thread is doing.
+    void AdicionaDono();
+    void RemoveDono();
+    // The thread's own share, taken before it starts and given back as it ends.
+    void AdicionaReferencia() { m_nReferencias.fetch_add(1, std::memory_order_relaxed); }
+    void Libera();
 
     IStream* m_pStream = nullptr; // the marshalled interface, consumed by the thread
     HANDLE m_hThread = nullptr;
     DWORD m_dwThreadId = 0;
     HANDLE m_hEventoPronto = nullptr;
-    std::atomic<bool> m_bKeepRunning{false};
-    // The primitive the thread was started with; the owner stops it through the same one.
-    tq::IPrimitivaCom* m_pPrimitiva = nullptr;
+    std::atomic<bool> m_bKeepRunning{true};
+    // The primitive the thread was started with; it is stopped through the same one.
+    tq::IPrimitivaCom& m_com;
+
+private:
+    ~CTQKeepAlive();
+    void Para();
+    std::atomic<int> m_nDonos{0};
+    std::atomic<int> m_nReferencias{0};
+};
+
+// The keep-alive base of a created object: CTQComPtr<I> is its own, and holds through it the one
+// keep-alive thread of its object, shared with its copies.
+class CTQComPtrBase {
+public:
+    // Waits up to dwMilliseconds for the keep-alive thread's ready event; FALSE without one.
+    virtual BOOL EsperaPronto(DWORD dwMilliseconds);
+    // Whether the object has a keep-alive (its thread running or ended by itself).
+    bool TemKeepAlive() const { return m_pKeepAlive != nullptr; }
+    CTQKeepAlive* GetKeepAlive() const { return m_pKeepAlive; }
 
 protected:
     CTQComPtrBase() = default;
+    // Copies share the keep-alive; a move takes it along.
+    CTQComPtrBase(const CTQComPtrBase& outro);
+    CTQComPtrBase(CTQComPtrBase&& outro) noexcept;
+    CTQComPtrBase& operator=(const CTQComPtrBase& outro);
+    CTQComPtrBase& operator=(CTQComPtrBase&& outro) noexcept;
     virtual ~CTQComPtrBase();
 
-    // Ends the keep-alive thread, if any: clears the flag, wakes the thread, waits for it and
-    // closes its handles; a stream the thread never took is taken and released here.
+    // This owner lets go of the keep-alive; the last owner stops the thread.
     void ParaKeepAlive();
-    // Whether a thread was started and has not ended by itself.
-    bool KeepAliveAtivo();
+
+private:
+    friend HRESULT TQComPtr_CoCreateInstance(CTQComPtrBase*, REFCLSID, REFIID, LPVOID*,
+                                             LPTHREAD_START_ROUTINE, ETQComPtrFlags);
+    CTQKeepAlive* m_pKeepAlive = nullptr;
 };
 
 HRESULT TQCoInitializeSecurity();
@@ -92,13 +126,14 @@ HRESULT TQCoCreateInstance(REFCLSID rclsid, LPUNKNOWN pUnkOuter, DWORD dwClsCtx,
 
 HRESULT TQCoSetProxyBlanket(IUnknown* pProxy);
 
-// Creates the object and, for a remote server, its keep-alive thread running pfnThread with
-// pBase as parameter.
+// Creates the object and, for a remote server, its keep-alive thread running pfnThread with the
+// object's CTQKeepAlive as parameter. A keep-alive pBase already had is let go of first; *ppv is
+// an out parameter (an interface it held is the caller's to release).
 HRESULT TQComPtr_CoCreateInstance(CTQComPtrBase* pBase, REFCLSID rclsid, REFIID riid, LPVOID* ppv,
                                   LPTHREAD_START_ROUTINE pfnThread, ETQComPtrFlags eFlags);
 
 // The keep-alive thread's body, for the interface riid.
-DWORD TQComPtr_ThreadKeepServerAlive(CTQComPtrBase* pBase, REFIID riid);
+DWORD TQComPtr_ThreadKeepServerAlive(CTQKeepAlive* pKeepAlive, REFIID riid);
 
 namespace tq {
 
@@ -108,10 +143,9 @@ CTQString NomeDoServidorRemoto(REFCLSID clsid);
 
 namespace detail {
 
-// Steps 4 to 6 of a creation (marshal, thread, handshake), shared with a moved pointer that
-// takes its thread along. pszFuncao names the caller in the trace lines.
-HRESULT IniciaKeepAlive(CTQComPtrBase* pBase, REFIID riid, IUnknown* pUnk,
-                        LPTHREAD_START_ROUTINE pfnThread, const char* pszFuncao);
+// How long the last owner of a keep-alive waits for its thread to end: at once, unless a ping is
+// in flight against a host that does not answer; then the owner goes without it.
+constexpr DWORD kEsperaPeloFimDoKeepAlive = 2000;
 
 // The keep-alive interval, 120,000 ms. Test-only: tests shorten it (and put it back) to watch
 // several pings in a short run; the library never changes it.
@@ -123,10 +157,10 @@ void DefineIntervaloKeepAliveParaTestes(DWORD dwMilliseconds);
 } // namespace tq
 
 // The smart pointer for one server interface I; it is itself the keep-alive base of its object.
-// Copies share the object (AddRef) and the keep-alive stays with the original; a move takes the
-// object and its keep-alive thread along (the thread is restarted for the new owner).
-// Release, Detach and the destructor end the keep-alive thread first and wait for it: at most
-// for the ping it may be making at that moment.
+// Copies share the object (each holds its own reference) and its one keep-alive thread, which runs
+// until the last of them lets go; a move takes both along. Release, Detach and the destructor let
+// go of the keep-alive first: the last owner stops the thread and waits for it, at most for
+// tq::detail::kEsperaPeloFimDoKeepAlive ms.
 template <class I>
 class CTQComPtr : public CTQComPtrBase {
     static_assert(std::is_base_of_v<ITQUnknown, I>, "server interfaces derive from ITQUnknown");
@@ -137,25 +171,29 @@ public:
         if (p)
             p->AddRef();
     }
-    CTQComPtr(const CTQComPtr& outro) : CTQComPtrBase(), m_pInterface(outro.m_pInterface) {
+    CTQComPtr(const CTQComPtr& outro) : CTQComPtrBase(outro), m_pInterface(outro.m_pInterface) {
         if (m_pInterface)
             m_pInterface->AddRef();
     }
-    CTQComPtr(CTQComPtr&& outro) noexcept : CTQComPtrBase() { Toma(outro); }
+    CTQComPtr(CTQComPtr&& outro) noexcept
+        : CTQComPtrBase(std::move(outro)),
+          m_pInterface(std::exchange(outro.m_pInterface, nullptr)) {}
     CTQComPtr& operator=(const CTQComPtr& outro) {
         if (this != &outro) {
             I* p = outro.m_pInterface;
             if (p)
                 p->AddRef();
-            Release();
-            m_pInterface = p;
+            CTQComPtrBase::operator=(outro);
+            if (I* pAnterior = std::exchange(m_pInterface, p))
+                pAnterior->Release();
         }
         return *this;
     }
     CTQComPtr& operator=(CTQComPtr&& outro) noexcept {
         if (this != &outro) {
             Release();
-            Toma(outro);
+            CTQComPtrBase::operator=(std::move(outro));
+            m_pInterface = std::exchange(outro.m_pInterface, nullptr);
         }
         return *this;
     }
@@ -177,16 +215,16 @@ public:
     }
 
     static DWORD WINAPI ThreadKeepServerAlive(LPVOID pParametro) {
-        return TQComPtr_ThreadKeepServerAlive(static_cast<CTQComPtrBase*>(pParametro), __uuidof(I));
+        return TQComPtr_ThreadKeepServerAlive(static_cast<CTQKeepAlive*>(pParametro), __uuidof(I));
     }
 
-    // Ends the keep-alive thread and lets go of the object.
+    // Lets go of the keep-alive and of the object.
     void Release() {
         ParaKeepAlive();
         if (I* p = std::exchange(m_pInterface, nullptr))
             p->Release();
     }
-    // Ends the keep-alive thread and hands the reference to the caller.
+    // Lets go of the keep-alive and hands the reference to the caller.
     I* Detach() {
         ParaKeepAlive();
         return std::exchange(m_pInterface, nullptr);
@@ -197,17 +235,4 @@ public:
     explicit operator bool() const { return m_pInterface != nullptr; }
 
     I* m_pInterface = nullptr;
-
-private:
-    void Toma(CTQComPtr& outro) {
-        const bool bMantinha = outro.KeepAliveAtivo();
-        outro.ParaKeepAlive();
-        m_pInterface = std::exchange(outro.m_pInterface, nullptr);
-        if (bMantinha && m_pInterface && !g_bSemKeepAlive) {
-            static constexpr ::tq::detail::NomeFixo funcao =
-                ::tq::detail::NomeDaFuncao(__PRETTY_FUNCTION__);
-            (void)tq::detail::IniciaKeepAlive(this, __uuidof(I), m_pInterface,
-                                              &ThreadKeepServerAlive, funcao.data());
-        }
-    }
 };

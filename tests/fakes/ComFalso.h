@@ -30,11 +30,26 @@ struct RespostaKeepAlive {
     BOOL bOK;
 };
 
+// IMarshal's identifier: the free-threaded marshaler answers for it.
+constexpr IID kIID_IMarshal = {0x00000003, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+
 class CServidorFalso final : public ITQTeste {
 public:
+    // Free-threaded, as an in-process server object is: on Windows, ole32 then hands the pointer
+    // itself to the keep-alive thread instead of looking for a proxy.
+    CServidorFalso() { CoCreateFreeThreadedMarshaler(this, &m_pMarshaler); }
+    ~CServidorFalso() {
+        if (m_pMarshaler)
+            m_pMarshaler->Release();
+    }
+    CServidorFalso(const CServidorFalso&) = delete;
+    CServidorFalso& operator=(const CServidorFalso&) = delete;
+
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
         if (!ppv)
             return E_POINTER;
+        if (riid == kIID_IMarshal && m_pMarshaler)
+            return m_pMarshaler->QueryInterface(riid, ppv);
         if (riid == __uuidof(IUnknown) || riid == __uuidof(ITQUnknown) ||
             riid == __uuidof(ITQTeste)) {
             *ppv = static_cast<ITQTeste*>(this);
@@ -49,7 +64,13 @@ public:
     ULONG STDMETHODCALLTYPE Release() override { return --m_nRefs; }
 
     HRESULT STDMETHODCALLTYPE KeepAlive(BOOL* pbOK) override {
-        std::lock_guard lock(m_mutex);
+        std::unique_lock lock(m_mutex);
+        if (m_bPrender) { // a ping to a host that does not answer, until the test lets it go
+            m_bPreso = true;
+            m_cv.notify_all();
+            m_cv.wait_for(lock, std::chrono::seconds(30), [this] { return !m_bPrender; });
+            m_bPreso = false;
+        }
         RespostaKeepAlive r{S_OK, TRUE};
         if (!m_roteiro.empty()) {
             r = m_roteiro.front();
@@ -78,15 +99,35 @@ public:
         std::unique_lock lock(m_mutex);
         return m_cv.wait_for(lock, std::chrono::seconds(20), [&] { return m_nKeepAlives >= n; });
     }
+    // The next ping is held until SoltaOPing; EsperaPingPreso waits until it is being held.
+    void PrendeOProximoPing() {
+        std::lock_guard lock(m_mutex);
+        m_bPrender = true;
+    }
+    bool EsperaPingPreso() {
+        std::unique_lock lock(m_mutex);
+        return m_cv.wait_for(lock, std::chrono::seconds(20), [&] { return m_bPreso; });
+    }
+    bool PingPreso() {
+        std::lock_guard lock(m_mutex);
+        return m_bPreso;
+    }
+    void SoltaOPing() {
+        std::lock_guard lock(m_mutex);
+        m_bPrender = false;
+        m_cv.notify_all();
+    }
     ULONG Referencias() const { return m_nRefs; }
     LONG m_nValor = 0;
 
 private:
     std::atomic<ULONG> m_nRefs{1};
+    IUnknown* m_pMarshaler = nullptr;
     std::mutex m_mutex;
     std::condition_variable m_cv;
     std::deque<RespostaKeepAlive> m_roteiro;
     int m_nKeepAlives = 0;
+    bool m_bPrender = false, m_bPreso = false;
 };
 
 class CFabricaFalsa final : public IClassFactory {
@@ -136,11 +177,14 @@ struct Blanket {
 class CPrimitivaRoteirizada : public CPrimitivaComDaPlataforma {
 public:
     CPrimitivaRoteirizada() : m_escopo(*this) {}
+    // No thread it started may outlive it.
+    ~CPrimitivaRoteirizada() override { EsperaFimDasThreads(); }
 
     // What the creations answer, in order; when the script runs out, S_OK with the object.
     std::deque<HRESULT> criacoes;
     ITQTeste* pObjeto = nullptr;
     bool bInterfaceNula = false;
+    bool bInterfaceNaFalha = false; // a creation that does not answer 0 still sets the interface
     bool bFalhaWow64 = false;
     HRESULT hrBlanket = S_OK;
     HRESULT hrEmpacota = S_OK;
@@ -174,7 +218,7 @@ public:
         for (DWORD i = 0; i < dwCount; ++i) {
             pResults[i].pItf = nullptr;
             pResults[i].hr = hr;
-            if (hr == S_OK && !bInterfaceNula)
+            if ((hr == S_OK || bInterfaceNaFalha) && !bInterfaceNula)
                 pResults[i].hr = pObjeto->QueryInterface(
                     *pResults[i].pIID, reinterpret_cast<void**>(&pResults[i].pItf));
         }
@@ -225,7 +269,17 @@ public:
         if (bFalhaThread)
             return nullptr;
         ++nThreads;
-        return CPrimitivaComDaPlataforma::CreateThread(pfn, p, pdwId);
+        return CPrimitivaComDaPlataforma::CreateThread(&Trampolim, new Inicio{pfn, p, this}, pdwId);
+    }
+    // Waits (a generous while) until every thread started here has returned.
+    bool EsperaFimDasThreads() {
+        std::unique_lock lock(m_mutexThreads);
+        return m_cvThreads.wait_for(lock, std::chrono::seconds(30),
+                                    [this] { return m_nEncerradas == nThreads; });
+    }
+    int ThreadsEncerradas() {
+        std::lock_guard lock(m_mutexThreads);
+        return m_nEncerradas;
     }
     BOOL PostThreadMessageA(DWORD idThread, UINT uMsg, WPARAM wParam, LPARAM lParam) override {
         if (bFalhaInicio && uMsg == WM_TQ_KEEPALIVE_INICIA) {
@@ -253,7 +307,25 @@ private:
         IID iid;
         IUnknown* p;
     };
+    struct Inicio {
+        LPTHREAD_START_ROUTINE pfn;
+        LPVOID p;
+        CPrimitivaRoteirizada* pPrimitiva;
+    };
+    static DWORD WINAPI Trampolim(LPVOID p) {
+        auto* pInicio = static_cast<Inicio*>(p);
+        const DWORD r = pInicio->pfn(pInicio->p);
+        CPrimitivaRoteirizada& primitiva = *pInicio->pPrimitiva;
+        delete pInicio;
+        std::lock_guard lock(primitiva.m_mutexThreads);
+        ++primitiva.m_nEncerradas;
+        primitiva.m_cvThreads.notify_all();
+        return r;
+    }
     DWORD m_dwUltimoErro = 0;
+    std::mutex m_mutexThreads;
+    std::condition_variable m_cvThreads;
+    int m_nEncerradas = 0;
     CEscopoPrimitivaCom m_escopo;
 };
 

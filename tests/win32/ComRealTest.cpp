@@ -168,7 +168,7 @@ TEST_F(ComReal, TresRespostasFalsasEncerramOsPings) {
     CTQComPtr<ITQServidorTeste> p;
     ASSERT_EQ(p.CoCreateInstance(CLSID_TQServidorTeste), S_OK);
     ASSERT_TRUE(p.TemKeepAlive());
-    ASSERT_EQ(WaitForSingleObject(p.m_hThread, 20000), WAIT_OBJECT_0)
+    ASSERT_EQ(WaitForSingleObject(p.GetKeepAlive()->m_hThread, 20000), WAIT_OBJECT_0)
         << "the thread ends by itself";
     EXPECT_EQ(KeepAlives(p.GetInterface()), 3);
     EXPECT_EQ(p->Inicializa(1), S_OK) << "the object stays usable";
@@ -189,7 +189,7 @@ TEST_F(ComReal, ServidorMortoDa800706BA) {
         CloseHandle(hServidor);
 
         EXPECT_EQ(p->Inicializa(1), kIndisponivel);
-        ASSERT_EQ(WaitForSingleObject(p.m_hThread, 20000), WAIT_OBJECT_0)
+        ASSERT_EQ(WaitForSingleObject(p.GetKeepAlive()->m_hThread, 20000), WAIT_OBJECT_0)
             << "three failed pings end the thread";
         const auto linhas = Linhas("hr = pLocalTQUnknown->KeepAlive(&bOK)");
         ASSERT_EQ(linhas.size(), 3u);

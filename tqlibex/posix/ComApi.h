@@ -143,6 +143,9 @@ HRESULT CoSetProxyBlanket(IUnknown* pProxy, DWORD dwAuthnSvc, DWORD dwAuthzSvc,
                           void* pAuthInfo, DWORD dwCapabilities);
 HRESULT CoMarshalInterThreadInterfaceInStream(REFIID riid, LPUNKNOWN pUnk, LPSTREAM* ppStm);
 HRESULT CoGetInterfaceAndReleaseStream(LPSTREAM pStm, REFIID iid, LPVOID* ppv);
+// In one process every pointer may already cross threads as it is: there is nothing for a
+// free-threaded marshaler to do, and none is made (E_NOTIMPL, *ppunkMarshal null).
+HRESULT CoCreateFreeThreadedMarshaler(LPUNKNOWN punkOuter, LPUNKNOWN* ppunkMarshal);
 LPVOID CoTaskMemAlloc(std::size_t cb);
 void CoTaskMemFree(LPVOID pv);
 

@@ -41,9 +41,18 @@ struct Classe {
     CLSID clsid;
     IUnknown* pFabrica;
 };
-std::mutex g_mutexClasses;
-std::map<DWORD, Classe> g_classes;
-DWORD g_dwProximoCookie = 1;
+struct TabelaDeClasses {
+    std::mutex mutex;
+    std::map<DWORD, Classe> classes;
+    DWORD dwProximoCookie = 1;
+};
+// The runtime's process-wide state is never destroyed: a pointer held in a static object (a
+// module's program object) may still stop its keep-alive thread, or revoke its class, while the
+// process's statics go at exit, in an order no one controls.
+TabelaDeClasses& Classes() {
+    static auto* tabela = new TabelaDeClasses;
+    return *tabela;
+}
 
 // ---- Marshalling: the stream carries an AddRef'd pointer to the other thread ----------------
 
@@ -170,25 +179,34 @@ struct FilaDeMensagens {
     UINT_PTR proximoTimer = 1;
 };
 
-std::mutex g_mutexFilas;
-std::map<DWORD, std::shared_ptr<FilaDeMensagens>> g_filas;
+struct Filas {
+    std::mutex mutex;
+    std::map<DWORD, std::shared_ptr<FilaDeMensagens>> porThread;
+};
+Filas& TodasAsFilas() {
+    static auto* filas = new Filas; // never destroyed, as the class table
+    return *filas;
+}
 
 std::shared_ptr<FilaDeMensagens> FilaDe(DWORD dwIdThread) {
-    std::lock_guard lock(g_mutexFilas);
-    auto it = g_filas.find(dwIdThread);
-    return it == g_filas.end() ? nullptr : it->second;
+    Filas& f = TodasAsFilas();
+    std::lock_guard lock(f.mutex);
+    auto it = f.porThread.find(dwIdThread);
+    return it == f.porThread.end() ? nullptr : it->second;
 }
 
 void RegistraFila(DWORD dwIdThread) {
-    std::lock_guard lock(g_mutexFilas);
-    auto& fila = g_filas[dwIdThread];
+    Filas& f = TodasAsFilas();
+    std::lock_guard lock(f.mutex);
+    auto& fila = f.porThread[dwIdThread];
     if (!fila)
         fila = std::make_shared<FilaDeMensagens>();
 }
 
 void RemoveFila(DWORD dwIdThread) {
-    std::lock_guard lock(g_mutexFilas);
-    g_filas.erase(dwIdThread);
+    Filas& f = TodasAsFilas();
+    std::lock_guard lock(f.mutex);
+    f.porThread.erase(dwIdThread);
 }
 
 // A thread that was not created here gets its queue at its first message call and loses it when
@@ -275,21 +293,23 @@ HRESULT CoRegisterClassObject(REFCLSID rclsid, LPUNKNOWN pUnk, DWORD, DWORD, DWO
     if (!pUnk || !lpdwRegister)
         return E_INVALIDARG;
     pUnk->AddRef();
-    std::lock_guard lock(g_mutexClasses);
-    *lpdwRegister = g_dwProximoCookie++;
-    g_classes[*lpdwRegister] = Classe{rclsid, pUnk};
+    TabelaDeClasses& t = Classes();
+    std::lock_guard lock(t.mutex);
+    *lpdwRegister = t.dwProximoCookie++;
+    t.classes[*lpdwRegister] = Classe{rclsid, pUnk};
     return S_OK;
 }
 
 HRESULT CoRevokeClassObject(DWORD dwRegister) {
     IUnknown* pFabrica = nullptr;
     {
-        std::lock_guard lock(g_mutexClasses);
-        auto it = g_classes.find(dwRegister);
-        if (it == g_classes.end())
+        TabelaDeClasses& t = Classes();
+        std::lock_guard lock(t.mutex);
+        auto it = t.classes.find(dwRegister);
+        if (it == t.classes.end())
             return CO_E_OBJNOTREG;
         pFabrica = it->second.pFabrica;
-        g_classes.erase(it);
+        t.classes.erase(it);
     }
     pFabrica->Release();
     return S_OK;
@@ -304,8 +324,9 @@ HRESULT CoCreateInstanceEx(REFCLSID rclsid, IUnknown* punkOuter, DWORD, COSERVER
     IUnknown* pFabrica = nullptr;
     {
         // The newest registration of the class wins.
-        std::lock_guard lock(g_mutexClasses);
-        for (auto it = g_classes.rbegin(); it != g_classes.rend() && !pFabrica; ++it)
+        TabelaDeClasses& t = Classes();
+        std::lock_guard lock(t.mutex);
+        for (auto it = t.classes.rbegin(); it != t.classes.rend() && !pFabrica; ++it)
             if (it->second.clsid == rclsid)
                 pFabrica = it->second.pFabrica;
         if (pFabrica)
@@ -383,6 +404,13 @@ HRESULT CoGetInterfaceAndReleaseStream(LPSTREAM pStm, REFIID iid, LPVOID* ppv) {
     const HRESULT hr = p->QueryInterface(iid, ppv);
     p->Release();
     return hr;
+}
+
+HRESULT CoCreateFreeThreadedMarshaler(LPUNKNOWN, LPUNKNOWN* ppunkMarshal) {
+    if (!ppunkMarshal)
+        return E_INVALIDARG;
+    *ppunkMarshal = nullptr;
+    return E_NOTIMPL;
 }
 
 LPVOID CoTaskMemAlloc(std::size_t cb) {
