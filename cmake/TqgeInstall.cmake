@@ -4,7 +4,7 @@ include(CMakePackageConfigHelpers)
 # so one include directory serves a consumer, as the build tree's three do.
 set(_tqge_dest ${CMAKE_INSTALL_INCLUDEDIR}/tqge)
 install(FILES include/tqge.h DESTINATION ${_tqge_dest})
-foreach(_dir tqlibex foundation)
+foreach(_dir tqlibex foundation servers contracts followup)
     install(DIRECTORY ${_dir}/ DESTINATION ${_tqge_dest}/${_dir}
         FILES_MATCHING PATTERN "*.h"
         PATTERN "posix" EXCLUDE PATTERN "win32" EXCLUDE)

@@ -1,6 +1,8 @@
-# IDL to C/C++ for the Windows builds: header, identifiers and proxy/stub code, with the
-# cross toolchain's widl. MinGW ships no .idl files; wine's development package has them.
-find_program(TQGE_WIDL NAMES ${TQ_MINGW_TRIPLE}-widl widl REQUIRED)
+# IDL to C/C++: header, identifiers and proxy/stub code, with MinGW-w64's widl (a host tool, so
+# POSIX builds take their headers from the same IDL). MinGW ships no .idl files; wine's
+# development package has them.
+find_program(TQGE_WIDL NAMES ${TQ_MINGW_TRIPLE}-widl x86_64-w64-mingw32-widl i686-w64-mingw32-widl
+    widl REQUIRED)
 set(TQGE_WIDL_IDL_DIR /usr/include/wine/wine/windows CACHE PATH "System .idl files for widl")
 if(CMAKE_SIZEOF_VOID_P EQUAL 8)
     set(_tqge_widl_bits -m64)

@@ -20,6 +20,8 @@
 #include "tqlibex/TraceHResult.h"
 #include "tqlibex/WinTypes.h"
 
+#include "servers/RegistrosGE.h"
+
 #include "foundation/GeCurrencyEx.h"
 #include "foundation/GeManipulaDatas.h"
 #include "foundation/TQDma.h"

@@ -31,10 +31,12 @@ using OLECHAR = WCHAR;
 using LPWSTR = WCHAR*;
 using PSECURITY_DESCRIPTOR = void*;
 
-// __uuidof as MinGW-w64 spells it: interfaces declare their IID with __CRT_UUID_DECL.
+// __uuidof as MinGW-w64 spells it: interfaces declare their IID with __CRT_UUID_DECL, which
+// widl's headers use inside extern "C" blocks.
 template <class T>
 const GUID& __mingw_uuidof();
 #define __CRT_UUID_DECL(type, l, w1, w2, b1, b2, b3, b4, b5, b6, b7, b8)                           \
+    extern "C++" {                                                                                 \
     template <>                                                                                    \
     inline const GUID& __mingw_uuidof<type>() {                                                    \
         static constexpr GUID id = {l, w1, w2, {b1, b2, b3, b4, b5, b6, b7, b8}};                  \
@@ -43,8 +45,17 @@ const GUID& __mingw_uuidof();
     template <>                                                                                    \
     inline const GUID& __mingw_uuidof<type*>() {                                                   \
         return __mingw_uuidof<type>();                                                             \
+    }                                                                                              \
     }
 #define __uuidof(type) __mingw_uuidof<__typeof(type)>()
+
+// What widl's C++ declarations are written with. DEFINE_GUID defines the identifier in each
+// translation unit (Windows builds link the _i.c file instead).
+#define interface struct
+#define MIDL_INTERFACE(x) struct
+#define DECLSPEC_UUID(x)
+#define DEFINE_GUID(name, l, w1, w2, b1, b2, b3, b4, b5, b6, b7, b8)                               \
+    constexpr GUID name = {l, w1, w2, {b1, b2, b3, b4, b5, b6, b7, b8}}
 
 struct IUnknown {
     virtual HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppvObject) = 0;

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
+using CHAR = char;
 using BYTE = std::uint8_t;
 using WORD = std::uint16_t;
 using USHORT = std::uint16_t;

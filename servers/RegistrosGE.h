@@ -1,0 +1,99 @@
+// The business servers' interfaces and records (widl's header from servers/TQGE.idl), with their
+// byte layout held to what the servers exchange. The offsets are the 32-bit ones the suite's
+// modules and servers use; in 64-bit builds each pointer widens to 8 bytes aligned to 8, as MIDL
+// lays it out, which moves what follows it (the second column of each check).
+#pragma once
+
+#include <TQGE.h>
+
+#include <cstddef>
+
+namespace tq::detail {
+constexpr bool k32Bits = sizeof(void*) == 4;
+// The offset a field has in this build: the 32-bit one, or the 64-bit one where a pointer
+// before it (or it, being a pointer) widens.
+constexpr std::size_t Deslocamento(std::size_t d32, std::size_t d64) {
+    return k32Bits ? d32 : d64;
+}
+} // namespace tq::detail
+
+#define TQ_DESLOCAMENTO(tipo, campo, d32, d64)                                                     \
+    static_assert(offsetof(tipo, campo) == ::tq::detail::Deslocamento(d32, d64),                   \
+                  #tipo "::" #campo " is not where the servers put it")
+
+static_assert(sizeof(_REG_CONEXAO_PS) == 56);
+TQ_DESLOCAMENTO(_REG_CONEXAO_PS, numeroCurto, 48, 48);
+TQ_DESLOCAMENTO(_REG_CONEXAO_PS, numeroLongo, 52, 52);
+
+static_assert(sizeof(_REG_FILTRO_APONTAMENTOS_PS) == 96);
+TQ_DESLOCAMENTO(_REG_FILTRO_APONTAMENTOS_PS, maInicial, 64, 64);
+TQ_DESLOCAMENTO(_REG_FILTRO_APONTAMENTOS_PS, maFinal, 66, 66);
+TQ_DESLOCAMENTO(_REG_FILTRO_APONTAMENTOS_PS, pontContr, 80, 80);
+
+static_assert(sizeof(_REG_CONSULTA_PS) == ::tq::detail::Deslocamento(16, 24));
+TQ_DESLOCAMENTO(_REG_CONSULTA_PS, buffer, 8, 8);
+
+static_assert(sizeof(_REG_ITEM_APONTAMENTO_PS) == 56);
+TQ_DESLOCAMENTO(_REG_ITEM_APONTAMENTO_PS, horaInicial, 2, 2);
+TQ_DESLOCAMENTO(_REG_ITEM_APONTAMENTO_PS, horaFinal, 4, 4);
+TQ_DESLOCAMENTO(_REG_ITEM_APONTAMENTO_PS, servico, 8, 8);
+TQ_DESLOCAMENTO(_REG_ITEM_APONTAMENTO_PS, executor, 12, 12);
+TQ_DESLOCAMENTO(_REG_ITEM_APONTAMENTO_PS, quantidade, 16, 16);
+TQ_DESLOCAMENTO(_REG_ITEM_APONTAMENTO_PS, descTotal, 24, 24);
+TQ_DESLOCAMENTO(_REG_ITEM_APONTAMENTO_PS, pesoEntrada, 32, 32);
+TQ_DESLOCAMENTO(_REG_ITEM_APONTAMENTO_PS, pesoSaida, 40, 40);
+TQ_DESLOCAMENTO(_REG_ITEM_APONTAMENTO_PS, data, 48, 48);
+
+static_assert(sizeof(_REG_APONTAMENTO_PS) == ::tq::detail::Deslocamento(152, 160));
+TQ_DESLOCAMENTO(_REG_APONTAMENTO_PS, residuos, 56, 56);
+TQ_DESLOCAMENTO(_REG_APONTAMENTO_PS, listarNF, 108, 108);
+TQ_DESLOCAMENTO(_REG_APONTAMENTO_PS, ma, 112, 112);
+TQ_DESLOCAMENTO(_REG_APONTAMENTO_PS, ponteiro, 120, 120);
+TQ_DESLOCAMENTO(_REG_APONTAMENTO_PS, pontContr, 124, 124);
+TQ_DESLOCAMENTO(_REG_APONTAMENTO_PS, qtdItens, 128, 128);
+TQ_DESLOCAMENTO(_REG_APONTAMENTO_PS, motorista, 132, 132);
+TQ_DESLOCAMENTO(_REG_APONTAMENTO_PS, placa, 136, 136);
+TQ_DESLOCAMENTO(_REG_APONTAMENTO_PS, municipio, 140, 140);
+TQ_DESLOCAMENTO(_REG_APONTAMENTO_PS, itens, 148, 152);
+
+static_assert(sizeof(_REG_PONTEIRO_APONTAMENTO_PS) == 8);
+TQ_DESLOCAMENTO(_REG_PONTEIRO_APONTAMENTO_PS, ponteiro, 4, 4);
+
+static_assert(sizeof(_REG_CLASSIFICACAO_GE_PS) == 32);
+TQ_DESLOCAMENTO(_REG_CLASSIFICACAO_GE_PS, percentual, 8, 8);
+TQ_DESLOCAMENTO(_REG_CLASSIFICACAO_GE_PS, valor, 16, 16);
+TQ_DESLOCAMENTO(_REG_CLASSIFICACAO_GE_PS, descricao, 24, 24);
+
+static_assert(sizeof(_REG_ITEM_CONTRATO_PS) == ::tq::detail::Deslocamento(56, 64));
+TQ_DESLOCAMENTO(_REG_ITEM_CONTRATO_PS, servico, 8, 8);
+TQ_DESLOCAMENTO(_REG_ITEM_CONTRATO_PS, precoUnitario, 16, 16);
+TQ_DESLOCAMENTO(_REG_ITEM_CONTRATO_PS, precoExcedente, 24, 24);
+TQ_DESLOCAMENTO(_REG_ITEM_CONTRATO_PS, franquia, 32, 32);
+TQ_DESLOCAMENTO(_REG_ITEM_CONTRATO_PS, texto, 40, 40);
+TQ_DESLOCAMENTO(_REG_ITEM_CONTRATO_PS, qtdClassificacoes, 44, 48);
+TQ_DESLOCAMENTO(_REG_ITEM_CONTRATO_PS, classificacoes, 48, 56);
+
+static_assert(sizeof(_REG_FAIXA_CONTRATO_PS) == ::tq::detail::Deslocamento(32, 40));
+TQ_DESLOCAMENTO(_REG_FAIXA_CONTRATO_PS, codigoFaixa, 12, 12);
+TQ_DESLOCAMENTO(_REG_FAIXA_CONTRATO_PS, qtdClassificacoes, 16, 16);
+TQ_DESLOCAMENTO(_REG_FAIXA_CONTRATO_PS, classificacoes, 20, 24);
+
+static_assert(sizeof(_REG_CONTRATO_PS) == ::tq::detail::Deslocamento(36, 40));
+TQ_DESLOCAMENTO(_REG_CONTRATO_PS, pontContr, 24, 24);
+TQ_DESLOCAMENTO(_REG_CONTRATO_PS, faixas, 32, 32);
+
+static_assert(sizeof(_REG_BANDA_FAIXA_PS) == 32);
+TQ_DESLOCAMENTO(_REG_BANDA_FAIXA_PS, superior, 4, 4);
+TQ_DESLOCAMENTO(_REG_BANDA_FAIXA_PS, preco, 16, 16);
+
+static_assert(sizeof(REG_FAIXA_PS) == ::tq::detail::Deslocamento(120, 128));
+TQ_DESLOCAMENTO(REG_FAIXA_PS, servico, 96, 96);
+TQ_DESLOCAMENTO(REG_FAIXA_PS, qtdBandas, 100, 100);
+TQ_DESLOCAMENTO(REG_FAIXA_PS, bandas, 116, 120);
+
+static_assert(sizeof(REG_APONTAMENTO_CALCULADO) == ::tq::detail::Deslocamento(344, 352));
+TQ_DESLOCAMENTO(REG_APONTAMENTO_CALCULADO, servico, 32, 32);
+TQ_DESLOCAMENTO(REG_APONTAMENTO_CALCULADO, descricao, 36, 36);
+TQ_DESLOCAMENTO(REG_APONTAMENTO_CALCULADO, itemContrato, 288, 288);
+
+#undef TQ_DESLOCAMENTO
