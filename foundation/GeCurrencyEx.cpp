@@ -107,3 +107,51 @@ CTQString CGeCurrencyEx::FormataValor(LONGLONG nValor, int nDecimais) {
 CString CGeCurrencyEx::ImprimeDesconto(const tagCY& cy) {
     return CString(FormataValor(cy.int64 / 10000, 2));
 }
+
+bool CGeCurrencyEx::LeDecimal(const char* pszTexto, int nDecimais, LONGLONG& bruto) {
+    if (!pszTexto || nDecimais < 0 || nDecimais > 18)
+        return false;
+    const char* p = pszTexto;
+    const bool bNegativo = *p == '-';
+    if (bNegativo)
+        ++p;
+    unsigned long long modulo = 0;
+    int nInteiros = 0, nFracao = -1; // -1: no point yet
+    for (; *p; ++p) {
+        if (*p == '.' && nFracao < 0) {
+            nFracao = 0;
+            continue;
+        }
+        if (*p < '0' || *p > '9' || nFracao >= nDecimais)
+            return false;
+        if (modulo > (~0ull - 9) / 10)
+            return false;
+        modulo = modulo * 10 + static_cast<unsigned>(*p - '0');
+        (nFracao < 0 ? nInteiros : nFracao)++;
+    }
+    if (nInteiros == 0 || nFracao == 0)
+        return false; // "", "-", ".5", "5."
+    for (int i = nFracao < 0 ? 0 : nFracao; i < nDecimais; ++i) {
+        if (modulo > ~0ull / 10)
+            return false;
+        modulo *= 10;
+    }
+    const unsigned long long limite = bNegativo ? 1ull << 63 : (1ull << 63) - 1;
+    if (modulo > limite)
+        return false;
+    bruto = bNegativo ? static_cast<LONGLONG>(0 - modulo) : static_cast<LONGLONG>(modulo);
+    return true;
+}
+
+CTQString CGeCurrencyEx::TextoDecimal(LONGLONG bruto, int nDecimais) {
+    const unsigned long long modulo = bruto < 0 ? 0 - static_cast<unsigned long long>(bruto)
+                                                : static_cast<unsigned long long>(bruto);
+    CTQString digitos;
+    digitos.Format("%0*llu", nDecimais + 1, modulo);
+    const int n = digitos.GetLength();
+    CTQString texto = bruto < 0 ? "-" : "";
+    texto += digitos.Left(n - nDecimais);
+    if (nDecimais > 0)
+        texto += "." + digitos.Right(nDecimais);
+    return texto;
+}

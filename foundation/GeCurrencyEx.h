@@ -99,6 +99,13 @@ public:
     // more than 8 print 8.
     static CTQString FormataValor(LONGLONG nValor, int nDecimais);
 
+    // Plain decimal text, as files and tools exchange amounts: an optional "-", digits, and at
+    // most nDecimais digits after a ".". LeDecimal gives the raw integer with nDecimais decimals
+    // (false, bruto untouched, for anything else or a value beyond 64 bits); TextoDecimal writes
+    // every decimal: 125000 with 4 is "12.5000".
+    static bool LeDecimal(const char* pszTexto, int nDecimais, LONGLONG& bruto);
+    static CTQString TextoDecimal(LONGLONG bruto, int nDecimais);
+
 private:
     // 10^n as the platform's double-to-int32 conversion gives it: exact for 0..9.
     static LONG GetValorParaConverter(int n);

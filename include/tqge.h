@@ -5,6 +5,8 @@
 #include "tqlibex/ConexaoGe.h"
 #include "tqlibex/EventoCom.h"
 #include "tqlibex/GeArrayEx.h"
+#include "tqlibex/GeArrayExGravaLog.h"
+#include "tqlibex/GeInicializa.h"
 #include "tqlibex/GeLog.h"
 #include "tqlibex/GuidTexto.h"
 #include "tqlibex/NomesHResult.h"
@@ -25,3 +27,11 @@
 #include "foundation/GeCurrencyEx.h"
 #include "foundation/GeManipulaDatas.h"
 #include "foundation/TQDma.h"
+
+#include "contracts/GeRateio.h"
+#include "contracts/RegClassificacaoGePs.h"
+#include "contracts/RegItemContrato.h"
+
+#include "followup/Apontamento.h"
+#include "followup/CalculoApontamentos.h"
+#include "followup/ItemApontamento.h"

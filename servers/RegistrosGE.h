@@ -4,7 +4,11 @@
 // lays it out, which moves what follows it (the second column of each check).
 #pragma once
 
+#include <ComApi.h>
 #include <TQGE.h>
+
+#include "tqlibex/AlocadorTarefas.h"
+#include "tqlibex/TQString.h"
 
 #include <cstddef>
 
@@ -97,3 +101,22 @@ TQ_DESLOCAMENTO(REG_APONTAMENTO_CALCULADO, descricao, 36, 36);
 TQ_DESLOCAMENTO(REG_APONTAMENTO_CALCULADO, itemContrato, 288, 288);
 
 #undef TQ_DESLOCAMENTO
+
+namespace tq {
+// What the receiver of each record owns, freed with CoTaskMemFree and the pointers cleared: an
+// array goes after the blocks its elements own. Null arrays and texts are passed over.
+void LiberaClassificacoes(_REG_CLASSIFICACAO_GE_PS* p, ULONG n);
+void LiberaItemContrato(_REG_ITEM_CONTRATO_PS& item);
+void LiberaItensContrato(_REG_ITEM_CONTRATO_PS* p, ULONG n);
+void LiberaApontamentos(_REG_APONTAMENTO_PS* p, ULONG n);
+void LiberaFaixa(REG_FAIXA_PS& faixa);
+void LiberaContrato(_REG_CONTRATO_PS& contrato);
+// What a priced line owns: its contract item's text and classification list.
+void LiberaApontamentoCalculado(REG_APONTAMENTO_CALCULADO& linha);
+} // namespace tq
+
+namespace tq {
+// The connection record of a session (for the time calculation, the login record): all zero,
+// then the text copied with a limit of 47 bytes including its terminator, and the two numbers.
+_REG_CONEXAO_PS RegistroDeConexao(const char* pszTexto, USHORT wNumero, ULONG dwNumero);
+} // namespace tq

@@ -16,7 +16,25 @@ public:
     virtual void Liberou(void* pBloco) = 0;
 };
 
+// A task-allocated copy of a text: null for a null text or when memory runs out.
+char* DuplicaTexto(const char* psz);
+
+// A zeroed task-allocated array of n records: null for none, or when memory runs out.
+void* AlocaZerado(std::size_t n, std::size_t cbElemento);
+template <class T>
+T* AlocaArray(std::size_t n) {
+    return static_cast<T*>(AlocaZerado(n, sizeof(T)));
+}
+
+// Whether a block from the task allocator holds nBytes: how a receiver holds a count a server
+// sent to the array that came with it. A null block holds nothing.
+bool BlocoComporta(const void* pBloco, std::size_t nBytes);
+
 namespace detail {
+// The size the task allocator gave a block (IMalloc::GetSize on Windows); SIZE_MAX when the
+// platform cannot tell.
+std::size_t TamanhoDoBlocoDeTarefa(const void* pBloco);
+
 // Makes the platform's task allocator report to the installed spy: on Windows an IMallocSpy
 // registered with ole32 once (and kept, since blocks may outlive any scope); on POSIX the
 // allocator reports by itself.

@@ -175,3 +175,24 @@ void CTQString::ReleaseBuffer(int nNewLength) {
         nNewLength = static_cast<int>(std::strlen(m_s.c_str()));
     m_s.resize(static_cast<std::size_t>(std::min(nNewLength, GetLength())));
 }
+
+namespace tq {
+
+CTQString TextoDoCampo(const char* pCampo, std::size_t nTamanho) {
+    if (!pCampo)
+        return CTQString();
+    const void* pFim = std::memchr(pCampo, '\0', nTamanho);
+    const std::size_t n =
+        pFim ? static_cast<std::size_t>(static_cast<const char*>(pFim) - pCampo) : nTamanho;
+    return CTQString(std::string(pCampo, n));
+}
+
+void TextoParaCampo(char* pCampo, std::size_t nTamanho, const char* pszTexto) {
+    if (!pCampo || nTamanho == 0)
+        return;
+    std::memset(pCampo, 0, nTamanho);
+    if (pszTexto)
+        std::memcpy(pCampo, pszTexto, strnlen(pszTexto, nTamanho - 1));
+}
+
+} // namespace tq

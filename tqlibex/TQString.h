@@ -89,3 +89,11 @@ public:
     CString() = default;
     CString(const CTQString& s) : CTQString(s) {}
 };
+
+namespace tq {
+// The text of a fixed character field of a server record: up to its first NUL or its whole
+// length, never further (a server need not terminate a full field).
+CTQString TextoDoCampo(const char* pCampo, std::size_t nTamanho);
+// Writes a text into a fixed field: at most nTamanho - 1 characters, the rest zeroed.
+void TextoParaCampo(char* pCampo, std::size_t nTamanho, const char* pszTexto);
+} // namespace tq

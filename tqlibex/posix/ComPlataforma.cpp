@@ -10,6 +10,7 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <cstdlib>
 #include <deque>
 #include <map>
@@ -413,11 +414,26 @@ HRESULT CoCreateFreeThreadedMarshaler(LPUNKNOWN, LPUNKNOWN* ppunkMarshal) {
     return E_NOTIMPL;
 }
 
+namespace {
+// Each block carries its size in front of it, so that a receiver can hold a count a server sent
+// to the block it came in (IMalloc::GetSize on Windows).
+struct alignas(16) CabecaBloco {
+    std::size_t cb;
+    std::size_t marca;
+};
+constexpr std::size_t kMarcaBloco = 0x7A5C0B10C0DE7A5Cull & SIZE_MAX;
+} // namespace
+
 LPVOID CoTaskMemAlloc(std::size_t cb) {
-    void* p = std::malloc(cb ? cb : 1);
-    if (p)
-        if (tq::IEspiaAlocador* espia = EspiaInstalada())
-            espia->Alocou(p, cb);
+    if (cb > SIZE_MAX - sizeof(CabecaBloco))
+        return nullptr;
+    auto* pCabeca = static_cast<CabecaBloco*>(std::malloc(sizeof(CabecaBloco) + cb));
+    if (!pCabeca)
+        return nullptr;
+    *pCabeca = {cb, kMarcaBloco};
+    void* p = pCabeca + 1;
+    if (tq::IEspiaAlocador* espia = EspiaInstalada())
+        espia->Alocou(p, cb);
     return p;
 }
 
@@ -426,7 +442,7 @@ void CoTaskMemFree(LPVOID pv) {
         return;
     if (tq::IEspiaAlocador* espia = EspiaInstalada())
         espia->Liberou(pv);
-    std::free(pv);
+    std::free(static_cast<CabecaBloco*>(pv) - 1);
 }
 
 DWORD GetCurrentThreadId() {
@@ -573,6 +589,13 @@ BOOL KillTimer(HWND hWnd, UINT_PTR uIDEvent) {
 namespace tq::detail {
 
 void PreparaEspiaDaPlataforma() {} // CoTaskMemAlloc and CoTaskMemFree report by themselves
+
+std::size_t TamanhoDoBlocoDeTarefa(const void* p) {
+    if (!p)
+        return 0;
+    const auto* pCabeca = static_cast<const CabecaBloco*>(p) - 1;
+    return pCabeca->marca == kMarcaBloco ? pCabeca->cb : SIZE_MAX;
+}
 
 bool IsWow64(BOOL* pbWow64) {
     *pbWow64 = FALSE; // no 32-bit emulation layer to be under

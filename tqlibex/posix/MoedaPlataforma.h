@@ -30,4 +30,8 @@ inline void DivisaoMoeda(const tagCY& a, const tagCY& b, tagCY& out) {
         (void)tq::oleaut::CyDiv(a, b, &out);
 }
 
+// A DECIMAL to four-decimal currency, half to even: the platform's VarCyFromDec.
+inline HRESULT CyDeDecimal(DECIMAL* d, CY* out) {
+    return tq::oleaut::VarCyFromDec(d, out);
+}
 } // namespace tq::detail

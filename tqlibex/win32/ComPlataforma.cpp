@@ -3,6 +3,7 @@
 
 #include "WinApi.h"
 
+#include <cstdint>
 #include <mutex>
 
 namespace {
@@ -86,6 +87,17 @@ void PreparaEspiaDaPlataforma() {
         static CEspiaOle espia;
         CoRegisterMallocSpy(&espia);
     });
+}
+
+std::size_t TamanhoDoBlocoDeTarefa(const void* pBloco) {
+    if (!pBloco)
+        return 0;
+    IMalloc* pMalloc = nullptr;
+    if (FAILED(CoGetMalloc(1, &pMalloc)) || !pMalloc)
+        return SIZE_MAX;
+    const SIZE_T cb = pMalloc->GetSize(const_cast<void*>(pBloco));
+    pMalloc->Release();
+    return cb == static_cast<SIZE_T>(-1) ? SIZE_MAX : static_cast<std::size_t>(cb);
 }
 
 bool IsWow64(BOOL* pbWow64) {

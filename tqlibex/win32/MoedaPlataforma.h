@@ -20,4 +20,8 @@ inline void MultiplicaMoeda(const tagCY& a, const tagCY& b, tagCY& out) {
 // first failure leaves out at 0.
 void DivisaoMoeda(const tagCY& a, const tagCY& b, tagCY& out);
 
+// A DECIMAL to four-decimal currency, half to even: the platform's VarCyFromDec.
+inline HRESULT CyDeDecimal(DECIMAL* d, CY* out) {
+    return VarCyFromDec(d, out);
+}
 } // namespace tq::detail

@@ -1,0 +1,23 @@
+# The header-only packages the tools, the sample server's scenario files and the tests use
+# (CLI11, nlohmann-json), as interface targets. A Windows build takes the same headers, and only
+# them, from the host.
+if(CMAKE_CROSSCOMPILING)
+    set(_hdr ${CMAKE_BINARY_DIR}/hdr-host)
+    file(MAKE_DIRECTORY ${_hdr})
+    foreach(_d CLI nlohmann)
+        if(NOT EXISTS ${_hdr}/${_d})
+            file(CREATE_LINK /usr/include/${_d} ${_hdr}/${_d} SYMBOLIC)
+        endif()
+    endforeach()
+    add_library(tqge_deps_json INTERFACE)
+    target_include_directories(tqge_deps_json SYSTEM INTERFACE ${_hdr})
+    add_library(tqge_deps_cli INTERFACE)
+    target_include_directories(tqge_deps_cli SYSTEM INTERFACE ${_hdr})
+else()
+    find_package(CLI11 CONFIG REQUIRED)
+    find_package(nlohmann_json CONFIG REQUIRED)
+    add_library(tqge_deps_json INTERFACE)
+    target_link_libraries(tqge_deps_json INTERFACE nlohmann_json::nlohmann_json)
+    add_library(tqge_deps_cli INTERFACE)
+    target_link_libraries(tqge_deps_cli INTERFACE CLI11::CLI11)
+endif()

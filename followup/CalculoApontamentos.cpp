@@ -1,0 +1,339 @@
+#include "followup/CalculoApontamentos.h"
+
+#include "contracts/GeRateio.h"
+#include "foundation/GeCurrencyEx.h"
+#include "tqlibex/UInt128.h"
+
+#include <MoedaPlataforma.h>
+
+#include <cstring>
+#include <unordered_map>
+
+namespace {
+
+// A server that sent a count its array cannot hold, or a count with no array.
+constexpr HRESULT kDadosRuins = static_cast<HRESULT>(0x800706F7u); // RPC_X_BAD_STUB_DATA
+
+constexpr std::size_t kBaldesTratados = 17;
+
+unsigned long long Modulo(LONGLONG v) {
+    return v < 0 ? 0 - static_cast<unsigned long long>(v) : static_cast<unsigned long long>(v);
+}
+
+// Half away from zero, four decimals to two (the last two digits zero).
+LONGLONG ArredondaParaDoisDecimais(LONGLONG bruto) {
+    const unsigned long long m = (Modulo(bruto) + 50) / 100 * 100;
+    return bruto < 0 ? static_cast<LONGLONG>(0 - m) : static_cast<LONGLONG>(m);
+}
+
+// How many whole records the block a count came with really holds.
+template <class T>
+ULONG NoBloco(const T* p, ULONG n) {
+    const std::size_t nBloco = tq::detail::TamanhoDoBlocoDeTarefa(p) / sizeof(T);
+    return nBloco < n ? static_cast<ULONG>(nBloco) : n;
+}
+
+// Whether every record's items came in a block that holds them.
+bool ItensChegaram(const _REG_APONTAMENTO_PS* p, ULONG n) {
+    for (ULONG i = 0; i < n; ++i)
+        if (p[i].qtdItens != 0 &&
+            !tq::BlocoComporta(p[i].itens, std::size_t{p[i].qtdItens} * sizeof *p[i].itens))
+            return false;
+    return true;
+}
+
+// Whether each item's text ends within its block, and its classification list and each
+// classification's description came whole.
+bool ItensDeContratoChegaram(const _REG_ITEM_CONTRATO_PS* p, ULONG n) {
+    const auto textoChegou = [](const char* psz) {
+        return !psz || std::memchr(psz, '\0', tq::detail::TamanhoDoBlocoDeTarefa(psz)) != nullptr;
+    };
+    for (ULONG i = 0; i < n; ++i) {
+        const _REG_ITEM_CONTRATO_PS& item = p[i];
+        if (!textoChegou(item.texto))
+            return false;
+        if (item.qtdClassificacoes == 0)
+            continue;
+        if (!tq::BlocoComporta(item.classificacoes,
+                               std::size_t{item.qtdClassificacoes} * sizeof *item.classificacoes))
+            return false;
+        for (ULONG c = 0; c < item.qtdClassificacoes; ++c)
+            if (!textoChegou(item.classificacoes[c].descricao))
+                return false;
+    }
+    return true;
+}
+
+} // namespace
+
+CCalculoApontamentos::CCalculoApontamentos(const CString& sLogin, USHORT wLogin, ULONG dwLogin)
+    : m_login(tq::RegistroDeConexao(sLogin, wLogin, dwLogin)) {}
+
+void CCalculoApontamentos::OnInicializa() {
+    const HRESULT hr = InicializarServidores();
+    if (FAILED(hr))
+        throw static_cast<long>(hr);
+    m_gravaLog.Registra("CCalculoApontamentos::OnInicializa",
+                        "CCalculoApontamentos: servidores de apontamentos e de contratos abertos");
+}
+
+HRESULT CCalculoApontamentos::InicializarServidores() {
+    HRESULT hr = m_pApontamentos.CoCreateInstance(__uuidof(TQGE_Apontamentos));
+    if (SUCCEEDED(hr))
+        hr = m_pContratos.CoCreateInstance(__uuidof(TQGE_Contratos));
+    if (SUCCEEDED(hr))
+        hr = m_pApontamentos->Inicializa(m_login);
+    if (SUCCEEDED(hr))
+        hr = m_pContratos->Inicializa(m_login);
+    return hr;
+}
+
+HRESULT CCalculoApontamentos::LeItens(ULONG contrato) {
+    ULONG n = 0;
+    _REG_ITEM_CONTRATO_PS* p = nullptr;
+    const HRESULT hr = m_pContratos->LeItens(contrato, &n, &p);
+    if (FAILED(hr))
+        return hr;
+    if (n != 0 && !tq::BlocoComporta(p, std::size_t{n} * sizeof *p)) {
+        tq::LiberaItensContrato(p, NoBloco(p, n)); // what did come is still ours to free
+        return kDadosRuins;
+    }
+    if (!ItensDeContratoChegaram(p, n)) {
+        tq::LiberaItensContrato(p, n);
+        return kDadosRuins;
+    }
+    for (ULONG i = 0; i < n; ++i)
+        m_itens.Add(CRegItemContrato(p[i]));
+    tq::LiberaItensContrato(p, n);
+    return S_OK;
+}
+
+HRESULT CCalculoApontamentos::GetApontamentos(ULONG contrato, CTQMa ma,
+                                              CArrayApontamentosPs& apontamentos) {
+    _REG_FILTRO_APONTAMENTOS_PS filtro;
+    std::memset(&filtro, 0, sizeof filtro);
+    filtro.pontContr = contrato;
+    filtro.maInicial = filtro.maFinal = ma.GetCompactado();
+
+    ULONG nPosicoes = 0;
+    _REG_PONTEIRO_APONTAMENTO_PS* pPosicoes = nullptr;
+    HRESULT hr = m_pApontamentos->LePosicoes(filtro, &nPosicoes, &pPosicoes);
+    if (FAILED(hr))
+        return hr;
+    if (nPosicoes != 0 &&
+        !tq::BlocoComporta(pPosicoes, std::size_t{nPosicoes} * sizeof *pPosicoes)) {
+        CoTaskMemFree(pPosicoes);
+        return kDadosRuins;
+    }
+    ULONG n = 0;
+    _REG_APONTAMENTO_PS* p = nullptr;
+    hr = m_pApontamentos->LeApontamentos(nPosicoes, pPosicoes, &n, &p);
+    CoTaskMemFree(pPosicoes);
+    if (FAILED(hr))
+        return hr;
+    if (n != 0 && !tq::BlocoComporta(p, std::size_t{n} * sizeof *p)) {
+        tq::LiberaApontamentos(p, NoBloco(p, n));
+        return kDadosRuins;
+    }
+    if (!ItensChegaram(p, n)) {
+        tq::LiberaApontamentos(p, n);
+        return kDadosRuins;
+    }
+    // Copied byte for byte: each record's item array comes along, to be freed with the records.
+    apontamentos.SetSize(n);
+    if (n != 0)
+        std::memcpy(apontamentos.GetData(), p, std::size_t{n} * sizeof *p);
+    CoTaskMemFree(p);
+    return S_OK;
+}
+
+HRESULT CCalculoApontamentos::GetQuantidadeApontamentos(ULONG contrato, CTQMa ma,
+                                                        CArrayTotais& totais) {
+    CArrayApontamentosPs apontamentos;
+    const HRESULT hr = GetApontamentos(contrato, ma, apontamentos);
+    if (FAILED(hr))
+        return hr;
+    totais.RemoveAll();
+    m_indiceTotais.clear();
+    // The totals stand in the order their services first occur; the index finds a service's
+    // total at once, where a search along the totals would make a month of many services slow.
+    for (const _REG_APONTAMENTO_PS& apontamento : apontamentos) {
+        for (ULONG i = 0; i < apontamento.qtdItens; ++i) {
+            const _REG_ITEM_APONTAMENTO_PS& item = apontamento.itens[i];
+            const auto [it, bNovo] =
+                m_indiceTotais.try_emplace(item.servico, static_cast<int>(totais.GetSize()));
+            if (bNovo) {
+                totais.Add({item.quantidade, item.descTotal, item.servico, 0});
+                continue;
+            }
+            // Plain 64-bit additions of the raw values, wrapping as the raw arithmetic does.
+            REG_ITEM_APONTAMENTO& total = totais.GetData()[it->second];
+            total.descTotal.int64 =
+                static_cast<LONGLONG>(static_cast<unsigned long long>(total.descTotal.int64) +
+                                      static_cast<unsigned long long>(item.descTotal.int64));
+            total.quantidade.int64 =
+                static_cast<LONGLONG>(static_cast<unsigned long long>(total.quantidade.int64) +
+                                      static_cast<unsigned long long>(item.quantidade.int64));
+        }
+    }
+    LiberarMemoriaApontamentosPs(apontamentos);
+    return S_OK;
+}
+
+int CCalculoApontamentos::ProcurarItemApontamento(ULONG servico, const CArrayTotais& totais) const {
+    const auto it = m_indiceTotais.find(servico);
+    return it != m_indiceTotais.end() && it->second < totais.GetSize() ? it->second : -1;
+}
+
+void CCalculoApontamentos::LiberarMemoriaApontamentosPs(CArrayApontamentosPs& apontamentos) {
+    for (_REG_APONTAMENTO_PS& apontamento : apontamentos)
+        CoTaskMemFree(std::exchange(apontamento.itens, nullptr));
+    apontamentos.RemoveAll();
+}
+
+tagCY CCalculoApontamentos::Valor(tagCY precoUnitario, tagCY quantidade) {
+    // The exact product has twelve decimals; the DECIMAL carries it whenever it fits 96 bits,
+    // and anything larger is beyond the currency range anyway.
+    using tq::detail::U128;
+    const U128 produto = U128::Mul64(Modulo(precoUnitario.int64), Modulo(quantidade.int64));
+    tagCY valor{};
+    if (produto.Hi() >> 32)
+        return valor;
+    DECIMAL d{};
+    d.scale = 12;
+    d.sign = (precoUnitario.int64 < 0) != (quantidade.int64 < 0) ? DECIMAL_NEG : 0;
+    d.Hi32 = static_cast<ULONG>(produto.Hi());
+    d.Lo64 = produto.Lo();
+    if (FAILED(tq::detail::CyDeDecimal(&d, &valor)))
+        valor.int64 = 0;
+    valor.int64 = ArredondaParaDoisDecimais(valor.int64);
+    return valor;
+}
+
+HRESULT CCalculoApontamentos::AdicionaLinha(const CRegItemContrato& item, tagCY quantidade,
+                                            tagCY preco, tagCY desconto, const char* pszDescricao,
+                                            CArrayCalculados& resultado) {
+    REG_APONTAMENTO_CALCULADO linha;
+    std::memset(&linha, 0, sizeof linha);
+    linha.quantidade = quantidade;
+    linha.precoUnitario = preco;
+    linha.descTotal = desconto;
+    linha.valor = Valor(preco, quantidade);
+    linha.servico = item.GetServico();
+    tq::TextoParaCampo(linha.descricao, sizeof linha.descricao, pszDescricao);
+    HRESULT hr = item.GetSafeReg(linha.itemContrato);
+    if (FAILED(hr))
+        return hr;
+    // The item's classifications, shared out over the line's value.
+    _REG_CLASSIFICACAO_GE_PS* pRateio = nullptr;
+    ULONG nRateio = 0;
+    hr = CGeRateio::Rateia(linha.itemContrato.classificacoes, linha.itemContrato.qtdClassificacoes,
+                           linha.valor, &pRateio, &nRateio);
+    tq::LiberaClassificacoes(linha.itemContrato.classificacoes,
+                             linha.itemContrato.qtdClassificacoes);
+    linha.itemContrato.classificacoes = pRateio;
+    linha.itemContrato.qtdClassificacoes = nRateio;
+    if (FAILED(hr)) {
+        tq::LiberaApontamentoCalculado(linha);
+        return hr;
+    }
+    resultado.Add(linha);
+    return S_OK;
+}
+
+HRESULT CCalculoApontamentos::FazCalculoApontamentos(ULONG contrato, CTQMa ma,
+                                                     CArrayCalculados& resultado) {
+    if (!IsInicializado())
+        return S_OK;
+    resultado.RemoveAll();
+    if (m_itens.IsEmpty()) {
+        const HRESULT hr = LeItens(contrato);
+        if (FAILED(hr))
+            return hr;
+        if (m_itens.IsEmpty())
+            return S_OK;
+    }
+    CArrayTotais totais;
+    HRESULT hr = GetQuantidadeApontamentos(contrato, ma, totais);
+    if (FAILED(hr))
+        return hr;
+
+    // Only the first contract item of a service is priced.
+    std::unordered_map<ULONG, ULONG> tratados(kBaldesTratados);
+    for (const CRegItemContrato& item : m_itens) {
+        const ULONG servico = item.GetServico();
+        if (tratados.count(servico))
+            continue;
+        tratados.emplace(servico, servico);
+        const int i = ProcurarItemApontamento(servico, totais);
+        if (i < 0)
+            continue; // no time recorded for the service
+        const REG_ITEM_APONTAMENTO& total = totais[i];
+        const LONGLONG franquia = item.GetFranquia().int64;
+        if (franquia == 0) {
+            hr = AdicionaLinha(item, total.quantidade, item.GetPrecoUnitario(), total.descTotal, "",
+                               resultado);
+        } else if (franquia > 0) {
+            // The franchise is charged in full, even when less was recorded.
+            hr = AdicionaLinha(item, item.GetFranquia(), item.GetPrecoUnitario(), total.descTotal,
+                               "", resultado);
+            tagCY excedente;
+            excedente.int64 =
+                static_cast<LONGLONG>(static_cast<unsigned long long>(total.quantidade.int64) -
+                                      static_cast<unsigned long long>(franquia));
+            if (SUCCEEDED(hr) && excedente.int64 > 0)
+                hr = AdicionaLinha(item, excedente, item.GetPrecoExcedente(), tagCY{}, "Excedente",
+                                   resultado);
+        }
+        if (FAILED(hr)) {
+            LiberaApontamentosCalculados(resultado);
+            break;
+        }
+    }
+    m_itens.RemoveAll();
+    return hr;
+}
+
+HRESULT CCalculoApontamentos::GetValorApontamentos(ULONG contrato, CTQMa ma, tagCY& valor,
+                                                   tagCY& desconto) {
+    valor.int64 = 0;
+    desconto.int64 = 0;
+    CArrayCalculados linhas;
+    const HRESULT hr = FazCalculoApontamentos(contrato, ma, linhas);
+    if (SUCCEEDED(hr)) {
+        CGeCurrencyEx somaValor(valor), somaDesconto(desconto);
+        for (const REG_APONTAMENTO_CALCULADO& linha : linhas) {
+            somaValor += linha.valor;
+            somaDesconto += linha.descTotal;
+        }
+        valor = somaValor.GetAsCurrency();
+        desconto = somaDesconto.GetAsCurrency();
+    }
+    LiberaApontamentosCalculados(linhas);
+    return hr;
+}
+
+HRESULT CCalculoApontamentos::GetCodigosApontamentos(ULONG contrato, CTQMa ma, CString& codigos) {
+    codigos.Empty();
+    if (!IsInicializado())
+        return S_OK;
+    CArrayApontamentosPs apontamentos;
+    const HRESULT hr = GetApontamentos(contrato, ma, apontamentos);
+    if (FAILED(hr))
+        return hr;
+    for (const _REG_APONTAMENTO_PS& apontamento : apontamentos) {
+        if (apontamento.listarNF != 1)
+            continue;
+        if (!codigos.IsEmpty())
+            codigos += " - ";
+        codigos += tq::TextoDoCampo(apontamento.apontamento, sizeof apontamento.apontamento);
+    }
+    LiberarMemoriaApontamentosPs(apontamentos);
+    return S_OK;
+}
+
+void CCalculoApontamentos::LiberaApontamentosCalculados(CArrayCalculados& linhas) {
+    for (REG_APONTAMENTO_CALCULADO& linha : linhas)
+        tq::LiberaApontamentoCalculado(linha);
+    linhas.RemoveAll();
+}

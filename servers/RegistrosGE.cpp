@@ -1,0 +1,79 @@
+#include "servers/RegistrosGE.h"
+
+#include <ComApi.h>
+
+#include <cstring>
+#include <utility>
+
+namespace tq {
+
+namespace {
+template <class T>
+void Libera(T*& p) {
+    CoTaskMemFree(std::exchange(p, nullptr));
+}
+} // namespace
+
+void LiberaClassificacoes(_REG_CLASSIFICACAO_GE_PS* p, ULONG n) {
+    if (!p)
+        return;
+    for (ULONG i = 0; i < n; ++i)
+        Libera(p[i].descricao);
+    CoTaskMemFree(p);
+}
+
+void LiberaItemContrato(_REG_ITEM_CONTRATO_PS& item) {
+    Libera(item.texto);
+    LiberaClassificacoes(std::exchange(item.classificacoes, nullptr), item.qtdClassificacoes);
+    item.qtdClassificacoes = 0;
+}
+
+void LiberaItensContrato(_REG_ITEM_CONTRATO_PS* p, ULONG n) {
+    if (!p)
+        return;
+    for (ULONG i = 0; i < n; ++i)
+        LiberaItemContrato(p[i]);
+    CoTaskMemFree(p);
+}
+
+void LiberaApontamentos(_REG_APONTAMENTO_PS* p, ULONG n) {
+    if (!p)
+        return;
+    for (ULONG i = 0; i < n; ++i)
+        Libera(p[i].itens);
+    CoTaskMemFree(p);
+}
+
+void LiberaFaixa(REG_FAIXA_PS& faixa) {
+    Libera(faixa.bandas);
+}
+
+void LiberaContrato(_REG_CONTRATO_PS& contrato) {
+    if (contrato.faixas)
+        for (ULONG i = 0; i < contrato.qtdFaixas; ++i) {
+            _REG_FAIXA_CONTRATO_PS& f = contrato.faixas[i];
+            LiberaClassificacoes(std::exchange(f.classificacoes, nullptr), f.qtdClassificacoes);
+        }
+    Libera(contrato.faixas);
+    contrato.qtdFaixas = 0;
+}
+
+void LiberaApontamentoCalculado(REG_APONTAMENTO_CALCULADO& linha) {
+    LiberaItemContrato(linha.itemContrato);
+}
+
+} // namespace tq
+
+namespace tq {
+
+_REG_CONEXAO_PS RegistroDeConexao(const char* pszTexto, USHORT wNumero, ULONG dwNumero) {
+    _REG_CONEXAO_PS reg;
+    std::memset(&reg, 0, sizeof reg);
+    reg.texto[0] = '\0';
+    TextoParaCampo(reg.texto, 47, pszTexto);
+    reg.numeroCurto = wNumero;
+    reg.numeroLongo = dwNumero;
+    return reg;
+}
+
+} // namespace tq

@@ -1,0 +1,56 @@
+// Scenario files: the sample server's data set as JSON, the form in which a billing case travels
+// between support staff, tests and tqcalc (recorded from live servers, replayed anywhere):
+//
+// {
+//   "contrato": { "codigo": "12345", "ponteiro": 1234,
+//                 "itens": [ { "servico": 10, "precoUnitario": "2.5", "precoExcedente": "3.1",
+//                              "franquia": "10", "texto": "Coleta",
+//                              "classificacoes": [ { "codigo": 1, "percentual": "100",
+//                                                    "descricao": "Receita" } ] } ],
+//                 "faixas": [ { "codigo": 7, "classificacoes": [ ... ] } ] },
+//   "faixas": [ { "codigo": 7, "servico": 10, "descricao": "...",
+//                 "bandas": [ { "inferior": 1, "superior": 100, "preco": "2.00" } ] } ],
+//   "apontamentos": [ { "mes": "03/2024", "ponteiro": 1, "contrato": 1234, "codigo": "101",
+//                       "listarNF": 1, "motorista": 0, "placa": 0, "municipio": 0,
+//                       "residuos": "",
+//                       "itens": [ { "servico": 10, "quantidade": "12.5", "descTotal": "0.5",
+//                                    "executor": 3, "data": "05/03/2024", "horaInicial": 800,
+//                                    "horaFinal": 1230, "pesoEntrada": "0",
+//                                    "pesoSaida": "0" } ] } ],
+//   "falhas": [ { "servidor": "ITQGE_Faixa", "operacao": "LeFaixa", "chamada": 2,
+//                 "hr": "0x80004005" } ],
+//   "hostis": [ { "servidor": "ITQGE_Apontamentos", "operacao": "LeApontamentos",
+//                 "tipo": "ContagemSemArray" } ]
+// }
+//
+// Amounts are decimal strings, or JSON numbers read through their text (never through a
+// double): contract item prices up to 8 decimals, every other amount up to 4. Optional fields
+// are 0 or empty; the contract's internal number is atol(codigo) / 10 unless "ponteiro" gives it.
+// A mistake (an unknown key, a wrong type, a malformed amount, too many decimals, a month that is
+// not MM/AAAA, a date that is not DD/MM/AAAA, two records at one position) throws
+// CErroCenario, whose text names the JSON path: "apontamentos[3].itens[0].quantidade: ...".
+#pragma once
+
+#include "servers/amostra/DadosAmostra.h"
+
+#include <stdexcept>
+#include <string>
+
+namespace tq::amostra {
+
+class CErroCenario : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+CDadosAmostra LeCenario(const std::string& texto);
+CDadosAmostra LeArquivoCenario(const std::string& caminho);
+
+// The data set as a scenario file (the contract is the first one), amounts with all their
+// decimals: what LeCenario reads back to the same data set.
+std::string EscreveCenario(const CDadosAmostra& dados);
+
+// The contract's internal number from its code: atol(codigo) / 10, unsigned.
+ULONG PonteiroDoCodigo(const std::string& codigo);
+
+} // namespace tq::amostra

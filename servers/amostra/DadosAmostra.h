@@ -1,0 +1,112 @@
+// The sample business server's data set: contracts with their items, ranges and classifications,
+// range definitions with their bands, and time records by month and contract; plus the faults a
+// test or a support person scripts (call N of an operation answers a given HRESULT) and the
+// hostile answers a broken server gives. Amounts are raw integers: prices of contract items with
+// eight decimals, every other amount, quantity and percentage with four.
+#pragma once
+
+#include "tqlibex/WinTypes.h"
+
+#include <string>
+#include <vector>
+
+namespace tq::amostra {
+
+struct Classificacao {
+    ULONG codigo = 0;
+    LONGLONG percentual = 0; // four decimals: 1,000,000 is the whole
+    std::string descricao;
+};
+
+struct ItemContrato {
+    ULONG servico = 0;
+    LONGLONG precoUnitario = 0;  // eight decimals
+    LONGLONG precoExcedente = 0; // eight decimals
+    LONGLONG franquia = 0;       // four decimals
+    std::string texto;
+    std::vector<Classificacao> classificacoes;
+};
+
+struct FaixaContrato {
+    ULONG codigo = 0; // the range definition
+    std::vector<Classificacao> classificacoes;
+};
+
+struct Contrato {
+    std::string codigo; // its last digit a check digit
+    ULONG ponteiro = 0;
+    std::vector<ItemContrato> itens;
+    std::vector<FaixaContrato> faixas;
+};
+
+struct Banda {
+    LONG inferior = 0;
+    LONG superior = 0; // 0: open
+    LONGLONG preco = 0;
+};
+
+struct Faixa {
+    ULONG codigo = 0;
+    ULONG servico = 0;
+    std::string descricao;
+    std::vector<Banda> bandas;
+};
+
+struct ItemApontamento {
+    ULONG servico = 0;
+    LONGLONG quantidade = 0;
+    LONGLONG descTotal = 0;
+    ULONG executor = 0;
+    DWORD data = 0; // packed as CTQDma
+    USHORT horaInicial = 0;
+    USHORT horaFinal = 0;
+    LONGLONG pesoEntrada = 0;
+    LONGLONG pesoSaida = 0;
+};
+
+struct Apontamento {
+    WORD ma = 0; // packed as CTQMa
+    ULONG ponteiro = 0;
+    ULONG pontContr = 0;
+    std::string codigo; // a code of 56 characters or more arrives without a terminator
+    BYTE listarNF = 0;
+    ULONG motorista = 0;
+    ULONG placa = 0;
+    ULONG municipio = 0;
+    std::string residuos;
+    std::vector<ItemApontamento> itens;
+};
+
+// Call `chamada` (counted from 1, per server and operation) answers hr and does nothing else.
+// A success code on KeepAlive makes it answer FALSE.
+struct Falha {
+    std::string servidor; // "ITQGE_Apontamentos", "ITQGE_Contratos", "ITQGE_Faixa"
+    std::string operacao; // the operation's name in the IDL, or "KeepAlive"
+    int chamada = 1;
+    HRESULT hr = 0;
+};
+
+// A broken server's answer to every call of one operation that returns an array:
+// - ContagemSemArray: a count with no array;
+// - ContagemMaiorQueOArray: a count one larger than the array it sends;
+// - ItensMaiorQueOArray: each time record claims one item more than its item array holds.
+// In one process nothing but the block's size tells a receiver that a count runs past its array:
+// the library asks the task allocator (IMalloc::GetSize), so these reach it as failures, not as
+// reads past the end. Through a proxy the marshaller sends exactly as many elements as the count
+// says, reading them from the server's memory: a count past the array is the server's crash.
+enum class ETipoHostil { ContagemSemArray, ContagemMaiorQueOArray, ItensMaiorQueOArray };
+struct Hostilidade {
+    std::string servidor;
+    std::string operacao;
+    ETipoHostil tipo = ETipoHostil::ContagemSemArray;
+};
+
+struct CDadosAmostra {
+    std::vector<Contrato> contratos;
+    std::vector<Faixa> faixas;
+    std::vector<Apontamento> apontamentos;
+    std::vector<Falha> falhas;
+    std::vector<Hostilidade> hostilidades;
+};
+
+} // namespace tq::amostra

@@ -1,0 +1,579 @@
+#include "servers/amostra/ServidorAmostra.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <functional>
+#include <utility>
+#include <vector>
+
+namespace tq::amostra {
+
+namespace {
+
+constexpr HRESULT kNaoEncontrado = static_cast<HRESULT>(0x80070490u); // ERROR_NOT_FOUND
+constexpr IID kIID_IMarshal = {0x00000003, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+
+// ---- Records from the data set, every block from the task allocator -------------------------
+
+void TextoParaCampoSemTerminador(char* pCampo, std::size_t nTamanho, const std::string& texto) {
+    // A text as long as the field fills it, with no terminator: as a real server sends it.
+    std::memcpy(pCampo, texto.data(), std::min(texto.size(), nTamanho));
+}
+
+HRESULT PreencheClassificacoes(const std::vector<Classificacao>& origem,
+                               _REG_CLASSIFICACAO_GE_PS*& p, ULONG& n) {
+    n = 0;
+    p = AlocaArray<_REG_CLASSIFICACAO_GE_PS>(origem.size());
+    if (!p)
+        return origem.empty() ? S_OK : E_OUTOFMEMORY;
+    n = static_cast<ULONG>(origem.size());
+    for (ULONG i = 0; i < n; ++i) {
+        p[i].codigo = origem[i].codigo;
+        p[i].percentual.int64 = origem[i].percentual;
+        if (!(p[i].descricao = DuplicaTexto(origem[i].descricao.c_str())))
+            return E_OUTOFMEMORY;
+    }
+    return S_OK;
+}
+
+HRESULT PreencheApontamento(const Apontamento& a, bool bItensAMais, _REG_APONTAMENTO_PS& r) {
+    TextoParaCampoSemTerminador(r.apontamento, sizeof r.apontamento, a.codigo);
+    TextoParaCampoSemTerminador(r.residuos, sizeof r.residuos, a.residuos);
+    r.listarNF = a.listarNF;
+    r.ma = a.ma;
+    r.ponteiro = a.ponteiro;
+    r.pontContr = a.pontContr;
+    r.motorista = a.motorista;
+    r.placa = a.placa;
+    r.municipio = a.municipio;
+    r.itens = AlocaArray<_REG_ITEM_APONTAMENTO_PS>(a.itens.size());
+    if (!r.itens && !a.itens.empty())
+        return E_OUTOFMEMORY;
+    r.qtdItens = static_cast<ULONG>(a.itens.size()) + (bItensAMais ? 1 : 0);
+    for (std::size_t i = 0; i < a.itens.size(); ++i) {
+        const ItemApontamento& d = a.itens[i];
+        _REG_ITEM_APONTAMENTO_PS& item = r.itens[i];
+        item.servico = d.servico;
+        item.quantidade.int64 = d.quantidade;
+        item.descTotal.int64 = d.descTotal;
+        item.executor = d.executor;
+        item.data = d.data;
+        item.horaInicial = d.horaInicial;
+        item.horaFinal = d.horaFinal;
+        item.pesoEntrada.int64 = d.pesoEntrada;
+        item.pesoSaida.int64 = d.pesoSaida;
+    }
+    return S_OK;
+}
+
+HRESULT PreencheItemContrato(const Contrato& c, std::size_t i, _REG_ITEM_CONTRATO_PS& r) {
+    const ItemContrato& d = c.itens[i];
+    r.pontContr = c.ponteiro;
+    r.item = static_cast<ULONG>(i + 1);
+    r.servico = d.servico;
+    r.precoUnitario.int64 = d.precoUnitario;
+    r.precoExcedente.int64 = d.precoExcedente;
+    r.franquia.int64 = d.franquia;
+    if (!(r.texto = DuplicaTexto(d.texto.c_str())))
+        return E_OUTOFMEMORY;
+    return PreencheClassificacoes(d.classificacoes, r.classificacoes, r.qtdClassificacoes);
+}
+
+HRESULT PreencheFaixa(const Faixa& d, REG_FAIXA_PS& r) {
+    r.codigo = d.codigo;
+    TextoParaCampo(r.descricao, sizeof r.descricao, d.descricao.c_str());
+    r.servico = d.servico;
+    r.bandas = AlocaArray<_REG_BANDA_FAIXA_PS>(d.bandas.size());
+    if (!r.bandas && !d.bandas.empty())
+        return E_OUTOFMEMORY;
+    r.qtdBandas = static_cast<ULONG>(d.bandas.size());
+    for (std::size_t i = 0; i < d.bandas.size(); ++i) {
+        r.bandas[i].inferior = d.bandas[i].inferior;
+        r.bandas[i].superior = d.bandas[i].superior;
+        r.bandas[i].preco.int64 = d.bandas[i].preco;
+    }
+    return S_OK;
+}
+
+const Faixa* ProcuraFaixa(const CDadosAmostra& dados, ULONG codigo) {
+    for (const Faixa& f : dados.faixas)
+        if (f.codigo == codigo)
+            return &f;
+    return nullptr;
+}
+
+const Contrato* ProcuraContrato(const CDadosAmostra& dados, ULONG ponteiro) {
+    for (const Contrato& c : dados.contratos)
+        if (c.ponteiro == ponteiro)
+            return &c;
+    return nullptr;
+}
+
+// An array of n records filled one by one; on any failure everything goes and the error comes
+// back. The operation's hostility, if scripted, changes the count or takes the array away.
+template <class R>
+HRESULT DevolveArray(CEstadoAmostra& estado, const char* pszServidor, const char* pszOperacao,
+                     std::size_t n, const std::function<HRESULT(std::size_t, R&)>& preenche,
+                     void (*libera)(R*, ULONG), ULONG* pn, R** pp) {
+    R* p = AlocaArray<R>(n);
+    if (!p && n != 0)
+        return E_OUTOFMEMORY;
+    for (std::size_t i = 0; i < n; ++i) {
+        const HRESULT hr = preenche(i, p[i]);
+        if (FAILED(hr)) {
+            libera(p, static_cast<ULONG>(n));
+            return hr;
+        }
+    }
+    *pn = static_cast<ULONG>(n);
+    *pp = p;
+    if (estado.Hostil(pszServidor, pszOperacao, ETipoHostil::ContagemSemArray)) {
+        libera(p, static_cast<ULONG>(n));
+        *pp = nullptr;
+        *pn = static_cast<ULONG>(std::max<std::size_t>(n, 1));
+    } else if (estado.Hostil(pszServidor, pszOperacao, ETipoHostil::ContagemMaiorQueOArray)) {
+        ++*pn;
+    }
+    return S_OK;
+}
+
+void LiberaPosicoes(_REG_PONTEIRO_APONTAMENTO_PS* p, ULONG) {
+    CoTaskMemFree(p);
+}
+void LiberaCodigos(ULONG* p, ULONG) {
+    CoTaskMemFree(p);
+}
+void LiberaFaixas(REG_FAIXA_PS* p, ULONG n) {
+    if (p)
+        for (ULONG i = 0; i < n; ++i)
+            LiberaFaixa(p[i]);
+    CoTaskMemFree(p);
+}
+
+// ---- The objects ----------------------------------------------------------------------------
+
+// IUnknown, ITQUnknown and the free-threaded marshaler for one interface: in one process, ole32
+// hands the pointer itself to a keep-alive thread; across processes, the proxy does the work.
+template <class I>
+class CObjetoAmostra : public I {
+public:
+    CObjetoAmostra(std::shared_ptr<CEstadoAmostra> pEstado, const char* pszNome)
+        : m_pEstado(std::move(pEstado)), m_pszNome(pszNome) {
+        CoCreateFreeThreadedMarshaler(static_cast<I*>(this), &m_pMarshaler);
+    }
+    virtual ~CObjetoAmostra() {
+        if (m_pMarshaler)
+            m_pMarshaler->Release();
+    }
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
+        if (!ppv)
+            return E_POINTER;
+        if (riid == __uuidof(IUnknown) || riid == __uuidof(ITQUnknown) || riid == __uuidof(I)) {
+            *ppv = static_cast<I*>(this);
+            AddRef();
+            return S_OK;
+        }
+        if (riid == kIID_IMarshal && m_pMarshaler)
+            return m_pMarshaler->QueryInterface(riid, ppv);
+        *ppv = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_nRefs; }
+    ULONG STDMETHODCALLTYPE Release() override {
+        const ULONG n = --m_nRefs;
+        if (n == 0)
+            delete this;
+        return n;
+    }
+
+    // A scripted failure comes back as it is; a scripted success code answers FALSE.
+    HRESULT STDMETHODCALLTYPE KeepAlive(BOOL* pbOK) override {
+        if (!pbOK)
+            return E_POINTER;
+        const HRESULT hr = m_pEstado->Chamada(m_pszNome, "KeepAlive");
+        m_pEstado->Pingado();
+        if (FAILED(hr))
+            return hr;
+        *pbOK = hr == S_OK ? TRUE : FALSE;
+        return S_OK;
+    }
+
+    HRESULT STDMETHODCALLTYPE Inicializa(_REG_CONEXAO_PS) override {
+        return m_pEstado->Chamada(m_pszNome, "Inicializa");
+    }
+
+protected:
+    std::shared_ptr<CEstadoAmostra> m_pEstado;
+    const char* m_pszNome;
+
+private:
+    std::atomic<ULONG> m_nRefs{1};
+    IUnknown* m_pMarshaler = nullptr;
+};
+
+class CApontamentosAmostra final : public CObjetoAmostra<ITQGE_Apontamentos> {
+public:
+    explicit CApontamentosAmostra(std::shared_ptr<CEstadoAmostra> p)
+        : CObjetoAmostra(std::move(p), "ITQGE_Apontamentos") {}
+
+    HRESULT STDMETHODCALLTYPE AbreConsulta(_REG_FILTRO_APONTAMENTOS_PS filtro,
+                                           _REG_CONSULTA_PS* pConsulta) override {
+        if (!pConsulta)
+            return E_POINTER;
+        std::memset(pConsulta, 0, sizeof *pConsulta);
+        HRESULT hr = m_pEstado->Chamada(m_pszNome, "AbreConsulta");
+        if (FAILED(hr))
+            return hr;
+        // The handle's buffer carries the query's number; the receiver frees it.
+        auto* pBuffer = AlocaArray<ULONG>(1);
+        if (!pBuffer)
+            return E_OUTOFMEMORY;
+        *pBuffer = m_pEstado->AbreConsulta(filtro);
+        pConsulta->numero = *pBuffer;
+        pConsulta->tamanho = sizeof(ULONG);
+        pConsulta->buffer = reinterpret_cast<BYTE*>(pBuffer);
+        return S_OK;
+    }
+
+    HRESULT STDMETHODCALLTYPE Busca(_REG_CONSULTA_PS consulta, ULONG* pnQtd,
+                                    _REG_APONTAMENTO_PS** pp) override {
+        if (!pnQtd || !pp)
+            return E_POINTER;
+        *pnQtd = 0;
+        *pp = nullptr;
+        HRESULT hr = m_pEstado->Chamada(m_pszNome, "Busca");
+        if (FAILED(hr))
+            return hr;
+        _REG_FILTRO_APONTAMENTOS_PS filtro;
+        if (!m_pEstado->FechaConsulta(consulta.numero, filtro))
+            return E_INVALIDARG;
+        std::vector<const Apontamento*> achados;
+        for (const Apontamento& a : m_pEstado->Dados().apontamentos)
+            if (NoFiltro(a, filtro))
+                achados.push_back(&a);
+        return Devolve(achados, "Busca", pnQtd, pp);
+    }
+
+    HRESULT STDMETHODCALLTYPE LePosicoes(_REG_FILTRO_APONTAMENTOS_PS filtro, ULONG* pnQtd,
+                                         _REG_PONTEIRO_APONTAMENTO_PS** pp) override {
+        if (!pnQtd || !pp)
+            return E_POINTER;
+        *pnQtd = 0;
+        *pp = nullptr;
+        HRESULT hr = m_pEstado->Chamada(m_pszNome, "LePosicoes");
+        if (FAILED(hr))
+            return hr;
+        std::vector<const Apontamento*> achados;
+        for (const Apontamento& a : m_pEstado->Dados().apontamentos)
+            if (NoFiltro(a, filtro))
+                achados.push_back(&a);
+        return DevolveArray<_REG_PONTEIRO_APONTAMENTO_PS>(
+            *m_pEstado, m_pszNome, "LePosicoes", achados.size(),
+            [&](std::size_t i, _REG_PONTEIRO_APONTAMENTO_PS& r) {
+                r.ma = achados[i]->ma;
+                r.ponteiro = achados[i]->ponteiro;
+                return S_OK;
+            },
+            LiberaPosicoes, pnQtd, pp);
+    }
+
+    HRESULT STDMETHODCALLTYPE LeApontamentos(ULONG nQtd, _REG_PONTEIRO_APONTAMENTO_PS* pPosicoes,
+                                             ULONG* pnLidos, _REG_APONTAMENTO_PS** pp) override {
+        if (!pnLidos || !pp || (nQtd && !pPosicoes))
+            return E_POINTER;
+        *pnLidos = 0;
+        *pp = nullptr;
+        HRESULT hr = m_pEstado->Chamada(m_pszNome, "LeApontamentos");
+        if (FAILED(hr))
+            return hr;
+        // The records at the positions asked for, in that order; an unknown position is passed
+        // over. A position names a record by its month and its number within it.
+        std::map<std::pair<WORD, ULONG>, const Apontamento*> porPosicao;
+        for (const Apontamento& a : m_pEstado->Dados().apontamentos)
+            porPosicao.emplace(std::make_pair(a.ma, a.ponteiro), &a);
+        std::vector<const Apontamento*> achados;
+        for (ULONG i = 0; i < nQtd; ++i) {
+            const auto it = porPosicao.find({pPosicoes[i].ma, pPosicoes[i].ponteiro});
+            if (it != porPosicao.end())
+                achados.push_back(it->second);
+        }
+        return Devolve(achados, "LeApontamentos", pnLidos, pp);
+    }
+
+private:
+    HRESULT Devolve(const std::vector<const Apontamento*>& achados, const char* pszOperacao,
+                    ULONG* pn, _REG_APONTAMENTO_PS** pp) {
+        const bool bItensAMais =
+            m_pEstado->Hostil(m_pszNome, pszOperacao, ETipoHostil::ItensMaiorQueOArray);
+        return DevolveArray<_REG_APONTAMENTO_PS>(
+            *m_pEstado, m_pszNome, pszOperacao, achados.size(),
+            [&](std::size_t i, _REG_APONTAMENTO_PS& r) {
+                return PreencheApontamento(*achados[i], bItensAMais, r);
+            },
+            LiberaApontamentos, pn, pp);
+    }
+};
+
+class CContratosAmostra final : public CObjetoAmostra<ITQGE_Contratos> {
+public:
+    explicit CContratosAmostra(std::shared_ptr<CEstadoAmostra> p)
+        : CObjetoAmostra(std::move(p), "ITQGE_Contratos") {}
+
+    HRESULT STDMETHODCALLTYPE LeItens(ULONG pontContr, ULONG* pnQtd,
+                                      _REG_ITEM_CONTRATO_PS** pp) override {
+        if (!pnQtd || !pp)
+            return E_POINTER;
+        *pnQtd = 0;
+        *pp = nullptr;
+        HRESULT hr = m_pEstado->Chamada(m_pszNome, "LeItens");
+        if (FAILED(hr))
+            return hr;
+        const Contrato* c = ProcuraContrato(m_pEstado->Dados(), pontContr);
+        return DevolveArray<_REG_ITEM_CONTRATO_PS>(
+            *m_pEstado, m_pszNome, "LeItens", c ? c->itens.size() : 0,
+            [&](std::size_t i, _REG_ITEM_CONTRATO_PS& r) { return PreencheItemContrato(*c, i, r); },
+            LiberaItensContrato, pnQtd, pp);
+    }
+
+    HRESULT STDMETHODCALLTYPE LeContrato(ULONG pontContr, _REG_CONTRATO_PS* pContrato) override {
+        if (!pContrato)
+            return E_POINTER;
+        std::memset(pContrato, 0, sizeof *pContrato);
+        HRESULT hr = m_pEstado->Chamada(m_pszNome, "LeContrato");
+        if (FAILED(hr))
+            return hr;
+        const Contrato* c = ProcuraContrato(m_pEstado->Dados(), pontContr);
+        if (!c)
+            return kNaoEncontrado;
+        TextoParaCampo(pContrato->codigo, sizeof pContrato->codigo, c->codigo.c_str());
+        pContrato->pontContr = c->ponteiro;
+        pContrato->faixas = AlocaArray<_REG_FAIXA_CONTRATO_PS>(c->faixas.size());
+        if (!pContrato->faixas && !c->faixas.empty())
+            return E_OUTOFMEMORY;
+        pContrato->qtdFaixas = static_cast<ULONG>(c->faixas.size());
+        for (std::size_t i = 0; i < c->faixas.size() && SUCCEEDED(hr); ++i) {
+            _REG_FAIXA_CONTRATO_PS& r = pContrato->faixas[i];
+            r.pontContr = c->ponteiro;
+            r.item = static_cast<ULONG>(i + 1);
+            r.codigoFaixa = c->faixas[i].codigo;
+            if (const Faixa* f = ProcuraFaixa(m_pEstado->Dados(), r.codigoFaixa))
+                r.servico = f->servico;
+            hr = PreencheClassificacoes(c->faixas[i].classificacoes, r.classificacoes,
+                                        r.qtdClassificacoes);
+        }
+        if (FAILED(hr))
+            LiberaContrato(*pContrato);
+        return hr;
+    }
+};
+
+class CFaixaAmostra final : public CObjetoAmostra<ITQGE_Faixa> {
+public:
+    explicit CFaixaAmostra(std::shared_ptr<CEstadoAmostra> p)
+        : CObjetoAmostra(std::move(p), "ITQGE_Faixa") {}
+
+    HRESULT STDMETHODCALLTYPE LeCodigos(ULONG* pnQtd, ULONG** pp) override {
+        if (!pnQtd || !pp)
+            return E_POINTER;
+        *pnQtd = 0;
+        *pp = nullptr;
+        HRESULT hr = m_pEstado->Chamada(m_pszNome, "LeCodigos");
+        if (FAILED(hr))
+            return hr;
+        const std::vector<Faixa>& faixas = m_pEstado->Dados().faixas;
+        return DevolveArray<ULONG>(
+            *m_pEstado, m_pszNome, "LeCodigos", faixas.size(),
+            [&](std::size_t i, ULONG& r) {
+                r = faixas[i].codigo;
+                return S_OK;
+            },
+            LiberaCodigos, pnQtd, pp);
+    }
+
+    HRESULT STDMETHODCALLTYPE LeFaixas(ULONG nQtd, ULONG* pCodigos, ULONG* pnLidas,
+                                       REG_FAIXA_PS** pp) override {
+        if (!pnLidas || !pp || (nQtd && !pCodigos))
+            return E_POINTER;
+        *pnLidas = 0;
+        *pp = nullptr;
+        HRESULT hr = m_pEstado->Chamada(m_pszNome, "LeFaixas");
+        if (FAILED(hr))
+            return hr;
+        std::vector<const Faixa*> achadas;
+        for (ULONG i = 0; i < nQtd; ++i)
+            if (const Faixa* f = ProcuraFaixa(m_pEstado->Dados(), pCodigos[i]))
+                achadas.push_back(f);
+        return DevolveArray<REG_FAIXA_PS>(
+            *m_pEstado, m_pszNome, "LeFaixas", achadas.size(),
+            [&](std::size_t i, REG_FAIXA_PS& r) { return PreencheFaixa(*achadas[i], r); },
+            LiberaFaixas, pnLidas, pp);
+    }
+
+    HRESULT STDMETHODCALLTYPE LeFaixa(ULONG codigo, REG_FAIXA_PS* pFaixa) override {
+        if (!pFaixa)
+            return E_POINTER;
+        std::memset(pFaixa, 0, sizeof *pFaixa);
+        HRESULT hr = m_pEstado->Chamada(m_pszNome, "LeFaixa");
+        if (FAILED(hr))
+            return hr;
+        const Faixa* f = ProcuraFaixa(m_pEstado->Dados(), codigo);
+        if (!f)
+            return kNaoEncontrado;
+        hr = PreencheFaixa(*f, *pFaixa);
+        if (FAILED(hr)) {
+            LiberaFaixa(*pFaixa);
+            return hr;
+        }
+        if (m_pEstado->Hostil(m_pszNome, "LeFaixa", ETipoHostil::ContagemSemArray)) {
+            LiberaFaixa(*pFaixa);
+            pFaixa->qtdBandas = std::max<ULONG>(pFaixa->qtdBandas, 1);
+        } else if (m_pEstado->Hostil(m_pszNome, "LeFaixa", ETipoHostil::ContagemMaiorQueOArray)) {
+            ++pFaixa->qtdBandas;
+        }
+        return S_OK;
+    }
+};
+
+// The factory of one of the three classes; it holds the server's state only weakly, so that a
+// revoked server makes no more objects.
+template <class T>
+class CFabricaAmostra final : public IClassFactory {
+public:
+    explicit CFabricaAmostra(std::weak_ptr<CEstadoAmostra> pEstado)
+        : m_pEstado(std::move(pEstado)) {}
+    virtual ~CFabricaAmostra() = default;
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
+        if (!ppv)
+            return E_POINTER;
+        if (riid == __uuidof(IUnknown) || riid == __uuidof(IClassFactory)) {
+            *ppv = static_cast<IClassFactory*>(this);
+            AddRef();
+            return S_OK;
+        }
+        *ppv = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_nRefs; }
+    ULONG STDMETHODCALLTYPE Release() override {
+        const ULONG n = --m_nRefs;
+        if (n == 0)
+            delete this;
+        return n;
+    }
+    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* pUnkOuter, REFIID riid,
+                                             void** ppv) override {
+        if (!ppv)
+            return E_POINTER;
+        *ppv = nullptr;
+        if (pUnkOuter)
+            return CLASS_E_NOAGGREGATION;
+        std::shared_ptr<CEstadoAmostra> pEstado = m_pEstado.lock();
+        if (!pEstado)
+            return CO_E_SERVER_STOPPING;
+        auto* p = new T(std::move(pEstado));
+        const HRESULT hr = p->QueryInterface(riid, ppv);
+        p->Release();
+        return hr;
+    }
+    HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
+
+private:
+    std::weak_ptr<CEstadoAmostra> m_pEstado;
+    std::atomic<ULONG> m_nRefs{1};
+};
+
+} // namespace
+
+// ---- The shared state -----------------------------------------------------------------------
+
+HRESULT CEstadoAmostra::Chamada(const char* pszServidor, const char* pszOperacao) {
+    std::lock_guard lock(m_mutex);
+    const int n = ++m_chamadas[std::string(pszServidor) + "." + pszOperacao];
+    for (const Falha& f : m_dados.falhas)
+        if (f.chamada == n && f.servidor == pszServidor && f.operacao == pszOperacao)
+            return f.hr;
+    return S_OK;
+}
+
+bool CEstadoAmostra::Hostil(const char* pszServidor, const char* pszOperacao,
+                            ETipoHostil tipo) const {
+    for (const Hostilidade& h : m_dados.hostilidades)
+        if (h.tipo == tipo && h.servidor == pszServidor && h.operacao == pszOperacao)
+            return true;
+    return false;
+}
+
+int CEstadoAmostra::Chamadas(const std::string& servidor, const std::string& operacao) const {
+    std::lock_guard lock(m_mutex);
+    const auto it = m_chamadas.find(servidor + "." + operacao);
+    return it == m_chamadas.end() ? 0 : it->second;
+}
+
+ULONG CEstadoAmostra::AbreConsulta(const _REG_FILTRO_APONTAMENTOS_PS& filtro) {
+    std::lock_guard lock(m_mutex);
+    m_consultas[m_nProximaConsulta] = filtro;
+    return m_nProximaConsulta++;
+}
+
+bool CEstadoAmostra::FechaConsulta(ULONG numero, _REG_FILTRO_APONTAMENTOS_PS& filtro) {
+    std::lock_guard lock(m_mutex);
+    const auto it = m_consultas.find(numero);
+    if (it == m_consultas.end())
+        return false;
+    filtro = it->second;
+    m_consultas.erase(it);
+    return true;
+}
+
+long CEstadoAmostra::Pings() const {
+    std::lock_guard lock(m_mutex);
+    return m_nPings;
+}
+
+void CEstadoAmostra::Pingado() {
+    std::lock_guard lock(m_mutex);
+    ++m_nPings;
+}
+
+bool NoFiltro(const Apontamento& a, const _REG_FILTRO_APONTAMENTOS_PS& filtro) {
+    return a.pontContr == filtro.pontContr && a.ma >= filtro.maInicial && a.ma <= filtro.maFinal;
+}
+
+// ---- The server -----------------------------------------------------------------------------
+
+CServidorAmostra::CServidorAmostra(CDadosAmostra dados)
+    : m_pEstado(std::make_shared<CEstadoAmostra>(std::move(dados))) {}
+
+CServidorAmostra::~CServidorAmostra() {
+    Revoga();
+}
+
+HRESULT CServidorAmostra::Registra(DWORD dwClsContext) {
+    Revoga();
+    IClassFactory* fabricas[3] = {new CFabricaAmostra<CApontamentosAmostra>(m_pEstado),
+                                  new CFabricaAmostra<CContratosAmostra>(m_pEstado),
+                                  new CFabricaAmostra<CFaixaAmostra>(m_pEstado)};
+    const CLSID* classes[3] = {&__uuidof(TQGE_Apontamentos), &__uuidof(TQGE_Contratos),
+                               &__uuidof(TQGE_Faixa)};
+    HRESULT hr = S_OK;
+    for (int i = 0; i < 3; ++i) {
+        if (SUCCEEDED(hr))
+            hr = CoRegisterClassObject(*classes[i], fabricas[i], dwClsContext, REGCLS_MULTIPLEUSE,
+                                       &m_cookies[i]);
+        fabricas[i]->Release(); // the class table holds its own reference
+    }
+    if (FAILED(hr))
+        Revoga();
+    return hr;
+}
+
+void CServidorAmostra::Revoga() {
+    for (DWORD& cookie : m_cookies)
+        if (cookie)
+            CoRevokeClassObject(std::exchange(cookie, 0));
+}
+
+} // namespace tq::amostra

@@ -1,0 +1,74 @@
+// The sample business server: ITQGE_Apontamentos, ITQGE_Contratos and ITQGE_Faixa over a data set
+// (DadosAmostra.h), as a real server answers them: filtered by contract and period, every array
+// and text handed back task-allocated for the receiver to free, faults and hostile answers as
+// scripted. Tests, benchmarks, examples and tqcalc run the calculations against it.
+//
+//     tq::amostra::CServidorAmostra servidor(dados);
+//     servidor.Registra();              // the three classes, in this process's class table
+//     ... CCalculoApontamentos finds them through CoCreateInstanceEx ...
+//
+// Objects keep what they need of the server alive, so they may outlive the CServidorAmostra
+// that made them; once it is gone (or revoked), no new object is created.
+#pragma once
+
+#include "servers/RegistrosGE.h"
+#include "servers/amostra/DadosAmostra.h"
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace tq::amostra {
+
+// What the objects of one server share: the data set, the calls counted per operation, the open
+// queries and the pings answered.
+class CEstadoAmostra {
+public:
+    explicit CEstadoAmostra(CDadosAmostra dados) : m_dados(std::move(dados)) {}
+
+    const CDadosAmostra& Dados() const { return m_dados; }
+    // Counts the call and answers the scripted fault's HRESULT for it, or S_OK.
+    HRESULT Chamada(const char* pszServidor, const char* pszOperacao);
+    bool Hostil(const char* pszServidor, const char* pszOperacao, ETipoHostil tipo) const;
+    int Chamadas(const std::string& servidor, const std::string& operacao) const;
+
+    ULONG AbreConsulta(const _REG_FILTRO_APONTAMENTOS_PS& filtro);
+    // The query's filter, taken once; false for an unknown query.
+    bool FechaConsulta(ULONG numero, _REG_FILTRO_APONTAMENTOS_PS& filtro);
+
+    long Pings() const;
+    void Pingado();
+
+private:
+    const CDadosAmostra m_dados;
+    mutable std::mutex m_mutex;
+    std::map<std::string, int> m_chamadas;
+    std::map<ULONG, _REG_FILTRO_APONTAMENTOS_PS> m_consultas;
+    ULONG m_nProximaConsulta = 1;
+    long m_nPings = 0;
+};
+
+class CServidorAmostra {
+public:
+    explicit CServidorAmostra(CDadosAmostra dados);
+    ~CServidorAmostra();
+    CServidorAmostra(const CServidorAmostra&) = delete;
+    CServidorAmostra& operator=(const CServidorAmostra&) = delete;
+
+    // Registers the three classes' factories with CoRegisterClassObject: in this process
+    // (CLSCTX_INPROC_SERVER), or for other processes (CLSCTX_LOCAL_SERVER, from a LocalServer32).
+    HRESULT Registra(DWORD dwClsContext = CLSCTX_INPROC_SERVER);
+    void Revoga();
+
+    CEstadoAmostra& Estado() { return *m_pEstado; }
+
+private:
+    std::shared_ptr<CEstadoAmostra> m_pEstado;
+    DWORD m_cookies[3] = {};
+};
+
+// The time records the filter matches (its contract, its period), in the data set's order.
+bool NoFiltro(const Apontamento& a, const _REG_FILTRO_APONTAMENTOS_PS& filtro);
+
+} // namespace tq::amostra

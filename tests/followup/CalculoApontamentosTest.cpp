@@ -1,0 +1,231 @@
+// The time calculation against the sample server: each case of tests/data/apontamentos.json is a
+// scenario and the lines, totals and codes it must give; the task allocator's spy accounts for
+// every block, the server's and the lines'.
+#include "followup/CalculoApontamentos.h"
+
+#include "servers/amostra/CenarioAmostra.h"
+#include "servers/amostra/ServidorAmostra.h"
+#include "support/EspiaContadora.h"
+#include "support/Tabela.h"
+#include "tools/tqcalc/ResultadoJson.h"
+#include "tqlibex/Registro.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+using nlohmann::json;
+using tq::amostra::CDadosAmostra;
+
+namespace {
+
+json LeCasos(const char* arquivo) {
+    std::ifstream in(tq::teste::CaminhoDosDados(arquivo));
+    return json::parse(in);
+}
+
+// A calculation object over a sample server of its own, in a multithreaded apartment, with no
+// remote server named (so no keep-alive thread) and the spy counting every block.
+class CalculoApontamentos : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))); }
+    void TearDown() override {
+        EXPECT_EQ(espia.Vivos(), 0u) << "a block nobody freed";
+        EXPECT_EQ(espia.LiberacoesInvalidas(), 0u) << "a block freed twice, or not ours";
+        CoUninitialize();
+    }
+    // The scenario's lines, totals and codes, as tqcalc shows them.
+    json Calcula(CCalculoApontamentos& calculo, ULONG contrato, CTQMa ma) {
+        CCalculoApontamentos::CArrayCalculados linhas;
+        const HRESULT hr = calculo.FazCalculoApontamentos(contrato, ma, linhas);
+        json r = {{"status", tq::calc::Status(hr)},
+                  {"linhas", tq::calc::LinhasApontamentos(linhas)}};
+        json rateio = json::array();
+        for (const REG_APONTAMENTO_CALCULADO& l : linhas) {
+            json partes = json::array();
+            for (ULONG i = 0; i < l.itemContrato.qtdClassificacoes; ++i) {
+                const _REG_CLASSIFICACAO_GE_PS& c = l.itemContrato.classificacoes[i];
+                EXPECT_EQ(std::string(c.descricao), "Classe " + std::to_string(c.codigo));
+                partes.push_back(std::to_string(c.codigo) + ":" + tq::calc::Quantia(c.valor));
+            }
+            rateio.push_back(partes);
+        }
+        r["rateio"] = rateio;
+        CCalculoApontamentos::LiberaApontamentosCalculados(linhas);
+        tagCY valor, desconto;
+        EXPECT_EQ(calculo.GetValorApontamentos(contrato, ma, valor, desconto), hr);
+        r["valor"] = tq::calc::Quantia(valor);
+        r["desconto"] = tq::calc::Quantia(desconto);
+        CString codigos;
+        calculo.GetCodigosApontamentos(contrato, ma, codigos);
+        r["codigos"] = codigos.str();
+        return r;
+    }
+
+    tq::CRegistroEmMemoria registro;
+    tq::CEscopoRegistro escopoRegistro{registro};
+    tq::teste::EspiaContadora espia;
+};
+
+// Only the keys a case states are compared.
+void Confere(const json& obtido, const json& esperado) {
+    for (const auto& [chave, valor] : esperado.items())
+        EXPECT_EQ(obtido[chave], valor) << chave << " of " << obtido.dump(1);
+}
+
+} // namespace
+
+TEST_F(CalculoApontamentos, Casos) {
+    for (const json& caso : LeCasos("apontamentos.json")) {
+        SCOPED_TRACE(caso["caso"].get<std::string>());
+        tq::amostra::CServidorAmostra servidor(tq::amostra::LeCenario(caso["cenario"].dump()));
+        ASSERT_EQ(servidor.Registra(), S_OK);
+        CCalculoApontamentos calculo;
+        calculo.Inicializa();
+        CTQMa ma;
+        ASSERT_TRUE(CTQMa::Le(caso["mes"].get<std::string>().c_str(), ma));
+        Confere(Calcula(calculo, 1234, ma), caso["esperado"]);
+    }
+}
+
+namespace {
+// One contract, one service with a franchise and an excess, one month of two records.
+CDadosAmostra Cenario() {
+    return tq::amostra::LeCenario(R"({
+        "contrato": {"codigo": "12345", "itens": [{"servico": 10, "precoUnitario": "2",
+                     "precoExcedente": "3", "franquia": "1", "texto": "Coleta",
+                     "classificacoes": [{"codigo": 1, "percentual": "100", "descricao": "Classe 1"}]}]},
+        "apontamentos": [
+            {"mes": "03/2024", "ponteiro": 1, "contrato": 1234, "codigo": "101", "listarNF": 1,
+             "itens": [{"servico": 10, "quantidade": "1.5", "descTotal": "0.1"}]},
+            {"mes": "03/2024", "ponteiro": 2, "contrato": 1234, "codigo": "102", "listarNF": 1,
+             "itens": [{"servico": 10, "quantidade": "2"}]}]})");
+}
+const json kLinhasDoCenario = json::parse(R"([
+    {"servico": 10, "quantidade": "1.0000", "precoUnitario": "2.00000000", "valor": "2.0000",
+     "descTotal": "0.1000", "descricao": ""},
+    {"servico": 10, "quantidade": "2.5000", "precoUnitario": "3.00000000", "valor": "7.5000",
+     "descTotal": "0.0000", "descricao": "Excedente"}])");
+} // namespace
+
+TEST_F(CalculoApontamentos, NuncaInicializadoDevolveZeroENaoTocaNoResultado) {
+    CCalculoApontamentos calculo;
+    CCalculoApontamentos::CArrayCalculados linhas;
+    linhas.Add(REG_APONTAMENTO_CALCULADO{});
+    EXPECT_EQ(calculo.FazCalculoApontamentos(1234, CTQMa(3, 2024), linhas), S_OK);
+    EXPECT_EQ(linhas.GetSize(), 1);
+    CString codigos("x");
+    EXPECT_EQ(calculo.GetCodigosApontamentos(1234, CTQMa(3, 2024), codigos), S_OK);
+    EXPECT_EQ(codigos, "");
+}
+
+// The item cache: read once per calculation, emptied after it; items given with SetItens are not
+// read; a failure after the items were read keeps them, so the retry does not read them again.
+TEST_F(CalculoApontamentos, CacheDeItens) {
+    CDadosAmostra dados = Cenario();
+    dados.falhas.push_back({"ITQGE_Apontamentos", "LePosicoes", 2, E_FAIL});
+    tq::amostra::CServidorAmostra servidor(dados);
+    ASSERT_EQ(servidor.Registra(), S_OK);
+    CCalculoApontamentos calculo;
+    calculo.Inicializa();
+    const auto lidos = [&] { return servidor.Estado().Chamadas("ITQGE_Contratos", "LeItens"); };
+    CCalculoApontamentos::CArrayCalculados linhas;
+    EXPECT_EQ(calculo.FazCalculoApontamentos(1234, CTQMa(3, 2024), linhas), S_OK);
+    CCalculoApontamentos::LiberaApontamentosCalculados(linhas);
+    EXPECT_EQ(calculo.FazCalculoApontamentos(1234, CTQMa(3, 2024), linhas), E_FAIL);
+    EXPECT_EQ(lidos(), 2) << "the cache was emptied after the first calculation";
+    EXPECT_EQ(calculo.FazCalculoApontamentos(1234, CTQMa(3, 2024), linhas), S_OK);
+    EXPECT_EQ(lidos(), 2) << "the retry found the items it had read";
+    CCalculoApontamentos::LiberaApontamentosCalculados(linhas);
+
+    CCalculoApontamentos::CArrayItensContrato itens;
+    _REG_ITEM_CONTRATO_PS reg{};
+    reg.servico = 10;
+    reg.precoUnitario.int64 = 500000000; // 5.00000000
+    itens.Add(CRegItemContrato(reg));
+    calculo.SetItens(itens);
+    EXPECT_EQ(calculo.FazCalculoApontamentos(1234, CTQMa(3, 2024), linhas), S_OK);
+    EXPECT_EQ(tq::calc::LinhasApontamentos(linhas)[0]["valor"], "17.5000");
+    EXPECT_EQ(lidos(), 2) << "items given with SetItens are not read";
+    CCalculoApontamentos::LiberaApontamentosCalculados(linhas);
+}
+
+// A fault at each server call comes back unchanged with nothing computed and nothing left, and
+// the same object succeeds at once after it.
+TEST_F(CalculoApontamentos, FalhaEmCadaChamadaVoltaInalterada) {
+    for (const char* operacao : {"LeItens", "LePosicoes", "LeApontamentos"}) {
+        for (const HRESULT hr : {static_cast<HRESULT>(0x800706BAu),
+                                 static_cast<HRESULT>(0x80010108u), E_OUTOFMEMORY}) {
+            SCOPED_TRACE(std::string(operacao) + " " + tq::calc::Status(hr));
+            CDadosAmostra dados = Cenario();
+            const char* servidor =
+                std::string(operacao) == "LeItens" ? "ITQGE_Contratos" : "ITQGE_Apontamentos";
+            dados.falhas.push_back({servidor, operacao, 1, hr});
+            tq::amostra::CServidorAmostra amostra(dados);
+            ASSERT_EQ(amostra.Registra(), S_OK);
+            CCalculoApontamentos calculo;
+            calculo.Inicializa();
+            CCalculoApontamentos::CArrayCalculados linhas;
+            EXPECT_EQ(calculo.FazCalculoApontamentos(1234, CTQMa(3, 2024), linhas), hr);
+            EXPECT_TRUE(linhas.IsEmpty());
+            EXPECT_EQ(espia.Vivos(), 0u);
+            EXPECT_EQ(calculo.FazCalculoApontamentos(1234, CTQMa(3, 2024), linhas), S_OK);
+            EXPECT_EQ(tq::calc::LinhasApontamentos(linhas), kLinhasDoCenario);
+            CCalculoApontamentos::LiberaApontamentosCalculados(linhas);
+        }
+    }
+}
+
+// A failing initialisation throws its HRESULT and leaves the object uninitialised; the next
+// Inicializa opens the servers.
+TEST_F(CalculoApontamentos, FalhaAoInicializarLancaOHResult) {
+    for (const char* servidor : {"ITQGE_Apontamentos", "ITQGE_Contratos"}) {
+        CDadosAmostra dados = Cenario();
+        dados.falhas.push_back({servidor, "Inicializa", 1, static_cast<HRESULT>(0x800706BAu)});
+        tq::amostra::CServidorAmostra amostra(dados);
+        ASSERT_EQ(amostra.Registra(), S_OK);
+        CCalculoApontamentos calculo;
+        try {
+            calculo.Inicializa();
+            ADD_FAILURE() << servidor << ": no exception";
+        } catch (long hr) {
+            EXPECT_EQ(hr, static_cast<long>(static_cast<HRESULT>(0x800706BAu))) << servidor;
+        }
+        EXPECT_FALSE(calculo.IsInicializado());
+        calculo.Inicializa();
+        EXPECT_EQ(Calcula(calculo, 1234, CTQMa(3, 2024))["linhas"], kLinhasDoCenario);
+    }
+    CCalculoApontamentos semServidor;
+    EXPECT_THROW(semServidor.Inicializa(), long) << "no class registered";
+}
+
+// A broken server's counts never make the calculation read past what came: each is refused.
+TEST_F(CalculoApontamentos, RespostasHostisSaoRecusadas) {
+    using tq::amostra::ETipoHostil;
+    const struct {
+        const char *servidor, *operacao;
+        ETipoHostil tipo;
+    } casos[] = {
+        {"ITQGE_Contratos", "LeItens", ETipoHostil::ContagemSemArray},
+        {"ITQGE_Contratos", "LeItens", ETipoHostil::ContagemMaiorQueOArray},
+        {"ITQGE_Apontamentos", "LePosicoes", ETipoHostil::ContagemSemArray},
+        {"ITQGE_Apontamentos", "LePosicoes", ETipoHostil::ContagemMaiorQueOArray},
+        {"ITQGE_Apontamentos", "LeApontamentos", ETipoHostil::ContagemSemArray},
+        {"ITQGE_Apontamentos", "LeApontamentos", ETipoHostil::ContagemMaiorQueOArray},
+        {"ITQGE_Apontamentos", "LeApontamentos", ETipoHostil::ItensMaiorQueOArray},
+    };
+    for (const auto& caso : casos) {
+        SCOPED_TRACE(std::string(caso.operacao) + " " +
+                     std::to_string(static_cast<int>(caso.tipo)));
+        CDadosAmostra dados = Cenario();
+        dados.hostilidades.push_back({caso.servidor, caso.operacao, caso.tipo});
+        tq::amostra::CServidorAmostra amostra(dados);
+        ASSERT_EQ(amostra.Registra(), S_OK);
+        CCalculoApontamentos calculo;
+        calculo.Inicializa();
+        CCalculoApontamentos::CArrayCalculados linhas;
+        EXPECT_EQ(calculo.FazCalculoApontamentos(1234, CTQMa(3, 2024), linhas),
+                  static_cast<HRESULT>(0x800706F7u));
+        EXPECT_TRUE(linhas.IsEmpty());
+    }
+}
