@@ -140,9 +140,7 @@ HRESULT CCalculoApontamentos::GetApontamentos(ULONG contrato, CTQMa ma,
         return kDadosRuins;
     }
     // Copied byte for byte: each record's item array comes along, to be freed with the records.
-    apontamentos.SetSize(n);
-    if (n != 0)
-        std::memcpy(apontamentos.GetData(), p, std::size_t{n} * sizeof *p);
+    apontamentos.SetDados(p, n);
     CoTaskMemFree(p);
     return S_OK;
 }
@@ -153,21 +151,29 @@ HRESULT CCalculoApontamentos::GetQuantidadeApontamentos(ULONG contrato, CTQMa ma
     const HRESULT hr = GetApontamentos(contrato, ma, apontamentos);
     if (FAILED(hr))
         return hr;
+    TotalizaPorServico(apontamentos, totais, m_indiceTotais);
+    LiberarMemoriaApontamentosPs(apontamentos);
+    return S_OK;
+}
+
+void CCalculoApontamentos::TotalizaPorServico(const CArrayApontamentosPs& apontamentos,
+                                              CArrayTotais& totais,
+                                              tq::detail::CMapaPorChave<int>& indice) {
     totais.RemoveAll();
-    m_indiceTotais.clear();
-    // The totals stand in the order their services first occur; the index finds a service's
-    // total at once, where a search along the totals would make a month of many services slow.
+    indice.Limpa();
+    // Each service's running total lives in the index's own entry, so that an item costs one
+    // look-up; the totals then take their places in the order the services first occurred.
+    tq::detail::CMapaPorChave<REG_ITEM_APONTAMENTO> acumulados;
+    std::vector<ULONG> ordem;
     for (const _REG_APONTAMENTO_PS& apontamento : apontamentos) {
         for (ULONG i = 0; i < apontamento.qtdItens; ++i) {
             const _REG_ITEM_APONTAMENTO_PS& item = apontamento.itens[i];
-            const auto [it, bNovo] =
-                m_indiceTotais.try_emplace(item.servico, static_cast<int>(totais.GetSize()));
-            if (bNovo) {
-                totais.Add({item.quantidade, item.descTotal, item.servico, 0});
-                continue;
-            }
+            bool bNovo;
+            REG_ITEM_APONTAMENTO& total =
+                acumulados.Obtem(item.servico, {{}, {}, item.servico, 0}, bNovo);
+            if (bNovo)
+                ordem.push_back(item.servico);
             // Plain 64-bit additions of the raw values, wrapping as the raw arithmetic does.
-            REG_ITEM_APONTAMENTO& total = totais.GetData()[it->second];
             total.descTotal.int64 =
                 static_cast<LONGLONG>(static_cast<unsigned long long>(total.descTotal.int64) +
                                       static_cast<unsigned long long>(item.descTotal.int64));
@@ -176,13 +182,17 @@ HRESULT CCalculoApontamentos::GetQuantidadeApontamentos(ULONG contrato, CTQMa ma
                                       static_cast<unsigned long long>(item.quantidade.int64));
         }
     }
-    LiberarMemoriaApontamentosPs(apontamentos);
-    return S_OK;
+    totais.SetSize(static_cast<INT_PTR>(ordem.size()));
+    for (std::size_t i = 0; i < ordem.size(); ++i) {
+        bool bNovo;
+        totais[static_cast<INT_PTR>(i)] = *acumulados.Procura(ordem[i]);
+        indice.Obtem(ordem[i], static_cast<int>(i), bNovo);
+    }
 }
 
 int CCalculoApontamentos::ProcurarItemApontamento(ULONG servico, const CArrayTotais& totais) const {
-    const auto it = m_indiceTotais.find(servico);
-    return it != m_indiceTotais.end() && it->second < totais.GetSize() ? it->second : -1;
+    const int* i = m_indiceTotais.Procura(servico);
+    return i && *i < totais.GetSize() ? *i : -1;
 }
 
 void CCalculoApontamentos::LiberarMemoriaApontamentosPs(CArrayApontamentosPs& apontamentos) {

@@ -22,10 +22,9 @@
 #include "tqlibex/GeArrayEx.h"
 #include "tqlibex/GeArrayExGravaLog.h"
 #include "tqlibex/GeInicializa.h"
+#include "tqlibex/MapaPorChave.h"
 #include "tqlibex/TQComPtr.h"
 #include "tqlibex/TQString.h"
-
-#include <unordered_map>
 
 class CCalculoApontamentos : public CGeInicializa {
 public:
@@ -60,6 +59,11 @@ public:
     // The codes of the month's records listed on the invoice, "101 - 102 - 103".
     HRESULT GetCodigosApontamentos(ULONG contrato, CTQMa ma, CString& codigos);
 
+    // The month's totals per service, in the order the services first occur, and the index from
+    // service to its total's position.
+    static void TotalizaPorServico(const CArrayApontamentosPs& apontamentos, CArrayTotais& totais,
+                                   tq::detail::CMapaPorChave<int>& indice);
+
     // Frees what each line owns and empties the array.
     static void LiberaApontamentosCalculados(CArrayCalculados& linhas);
     // The line's value: price (eight decimals) x quantity (four), exact, to four-decimal currency
@@ -89,5 +93,5 @@ private:
     CArrayItensContrato m_itens;
     CGeArrayExGravaLog m_gravaLog;
     _REG_CONEXAO_PS m_login;
-    std::unordered_map<ULONG, int> m_indiceTotais; // service -> its total's position
+    tq::detail::CMapaPorChave<int> m_indiceTotais; // service -> its total's position
 };

@@ -79,6 +79,10 @@ public:
         return first;
     }
 
+    // Not in MFC: the array becomes a copy of n elements at p, copied once (SetSize would first
+    // value-initialise them).
+    void SetDados(const T* p, INT_PTR n) { m_a.assign(p, p + (n > 0 ? n : 0)); }
+
     void Copy(const CGeArrayEx& src) {
         if (&src != this)
             m_a = src.m_a;

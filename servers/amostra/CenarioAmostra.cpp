@@ -263,10 +263,17 @@ Apontamento LeApontamento(const CNo& no) {
     for (const CNo& i : no.Lista("itens")) {
         i.Objeto({"servico", "quantidade", "descTotal", "executor", "data", "horaInicial",
                   "horaFinal", "pesoEntrada", "pesoSaida"});
-        a.itens.push_back({i.Inteiro<ULONG>("servico"), i.Quantia("quantidade", 4),
-                           i.Quantia("descTotal", 4), i.Inteiro<ULONG>("executor"), i.Data("data"),
-                           i.Inteiro<USHORT>("horaInicial"), i.Inteiro<USHORT>("horaFinal"),
-                           i.Quantia("pesoEntrada", 4), i.Quantia("pesoSaida", 4)});
+        ItemApontamento item{};
+        item.servico = i.Inteiro<ULONG>("servico");
+        item.quantidade.int64 = i.Quantia("quantidade", 4);
+        item.descTotal.int64 = i.Quantia("descTotal", 4);
+        item.executor = i.Inteiro<ULONG>("executor");
+        item.data = i.Data("data");
+        item.horaInicial = i.Inteiro<USHORT>("horaInicial");
+        item.horaFinal = i.Inteiro<USHORT>("horaFinal");
+        item.pesoEntrada.int64 = i.Quantia("pesoEntrada", 4);
+        item.pesoSaida.int64 = i.Quantia("pesoSaida", 4);
+        a.itens.push_back(item);
     }
     return a;
 }
@@ -384,13 +391,13 @@ std::string EscreveCenario(const CDadosAmostra& dados) {
         json itens = json::array();
         for (const ItemApontamento& i : a.itens) {
             json item = {{"servico", i.servico},
-                         {"quantidade", quantia(i.quantidade, 4)},
-                         {"descTotal", quantia(i.descTotal, 4)},
+                         {"quantidade", quantia(i.quantidade.int64, 4)},
+                         {"descTotal", quantia(i.descTotal.int64, 4)},
                          {"executor", i.executor},
                          {"horaInicial", i.horaInicial},
                          {"horaFinal", i.horaFinal},
-                         {"pesoEntrada", quantia(i.pesoEntrada, 4)},
-                         {"pesoSaida", quantia(i.pesoSaida, 4)}};
+                         {"pesoEntrada", quantia(i.pesoEntrada.int64, 4)},
+                         {"pesoSaida", quantia(i.pesoSaida.int64, 4)}};
             if (i.data)
                 item["data"] = CTQDma::DeCompactado(i.data).Formata().str();
             itens.push_back(item);

@@ -5,6 +5,7 @@
 // eight decimals, every other amount, quantity and percentage with four.
 #pragma once
 
+#include "servers/RegistrosGE.h"
 #include "tqlibex/WinTypes.h"
 
 #include <string>
@@ -52,17 +53,8 @@ struct Faixa {
     std::vector<Banda> bandas;
 };
 
-struct ItemApontamento {
-    ULONG servico = 0;
-    LONGLONG quantidade = 0;
-    LONGLONG descTotal = 0;
-    ULONG executor = 0;
-    DWORD data = 0; // packed as CTQDma
-    USHORT horaInicial = 0;
-    USHORT horaFinal = 0;
-    LONGLONG pesoEntrada = 0;
-    LONGLONG pesoSaida = 0;
-};
+// An item is kept as the server sends it: a month's items go out with one copy.
+using ItemApontamento = _REG_ITEM_APONTAMENTO_PS;
 
 struct Apontamento {
     WORD ma = 0; // packed as CTQMa

@@ -47,23 +47,14 @@ HRESULT PreencheApontamento(const Apontamento& a, bool bItensAMais, _REG_APONTAM
     r.motorista = a.motorista;
     r.placa = a.placa;
     r.municipio = a.municipio;
-    r.itens = AlocaArray<_REG_ITEM_APONTAMENTO_PS>(a.itens.size());
-    if (!r.itens && !a.itens.empty())
-        return E_OUTOFMEMORY;
     r.qtdItens = static_cast<ULONG>(a.itens.size()) + (bItensAMais ? 1 : 0);
-    for (std::size_t i = 0; i < a.itens.size(); ++i) {
-        const ItemApontamento& d = a.itens[i];
-        _REG_ITEM_APONTAMENTO_PS& item = r.itens[i];
-        item.servico = d.servico;
-        item.quantidade.int64 = d.quantidade;
-        item.descTotal.int64 = d.descTotal;
-        item.executor = d.executor;
-        item.data = d.data;
-        item.horaInicial = d.horaInicial;
-        item.horaFinal = d.horaFinal;
-        item.pesoEntrada.int64 = d.pesoEntrada;
-        item.pesoSaida.int64 = d.pesoSaida;
-    }
+    if (a.itens.empty())
+        return S_OK;
+    const std::size_t cb = a.itens.size() * sizeof(_REG_ITEM_APONTAMENTO_PS);
+    r.itens = static_cast<_REG_ITEM_APONTAMENTO_PS*>(CoTaskMemAlloc(cb));
+    if (!r.itens)
+        return E_OUTOFMEMORY;
+    std::memcpy(r.itens, a.itens.data(), cb);
     return S_OK;
 }
 
@@ -289,16 +280,11 @@ public:
         if (FAILED(hr))
             return hr;
         // The records at the positions asked for, in that order; an unknown position is passed
-        // over. A position names a record by its month and its number within it.
-        std::map<std::pair<WORD, ULONG>, const Apontamento*> porPosicao;
-        for (const Apontamento& a : m_pEstado->Dados().apontamentos)
-            porPosicao.emplace(std::make_pair(a.ma, a.ponteiro), &a);
+        // over.
         std::vector<const Apontamento*> achados;
-        for (ULONG i = 0; i < nQtd; ++i) {
-            const auto it = porPosicao.find({pPosicoes[i].ma, pPosicoes[i].ponteiro});
-            if (it != porPosicao.end())
-                achados.push_back(it->second);
-        }
+        for (ULONG i = 0; i < nQtd; ++i)
+            if (const Apontamento* a = m_pEstado->NaPosicao(pPosicoes[i].ma, pPosicoes[i].ponteiro))
+                achados.push_back(a);
         return Devolve(achados, "LeApontamentos", pnLidos, pp);
     }
 
@@ -488,6 +474,23 @@ private:
 } // namespace
 
 // ---- The shared state -----------------------------------------------------------------------
+
+namespace {
+unsigned long long Posicao(WORD ma, ULONG ponteiro) {
+    return (static_cast<unsigned long long>(ma) << 32) | ponteiro;
+}
+} // namespace
+
+// A position names one record: its month and its number within it.
+CEstadoAmostra::CEstadoAmostra(CDadosAmostra dados) : m_dados(std::move(dados)) {
+    for (const Apontamento& a : m_dados.apontamentos)
+        m_porPosicao.emplace(Posicao(a.ma, a.ponteiro), &a);
+}
+
+const Apontamento* CEstadoAmostra::NaPosicao(WORD ma, ULONG ponteiro) const {
+    const auto it = m_porPosicao.find(Posicao(ma, ponteiro));
+    return it == m_porPosicao.end() ? nullptr : it->second;
+}
 
 HRESULT CEstadoAmostra::Chamada(const char* pszServidor, const char* pszOperacao) {
     std::lock_guard lock(m_mutex);

@@ -18,6 +18,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <unordered_map>
 
 namespace tq::amostra {
 
@@ -25,9 +26,11 @@ namespace tq::amostra {
 // queries and the pings answered.
 class CEstadoAmostra {
 public:
-    explicit CEstadoAmostra(CDadosAmostra dados) : m_dados(std::move(dados)) {}
+    explicit CEstadoAmostra(CDadosAmostra dados);
 
     const CDadosAmostra& Dados() const { return m_dados; }
+    // The time record at a position (month, number), or null.
+    const Apontamento* NaPosicao(WORD ma, ULONG ponteiro) const;
     // Counts the call and answers the scripted fault's HRESULT for it, or S_OK.
     HRESULT Chamada(const char* pszServidor, const char* pszOperacao);
     bool Hostil(const char* pszServidor, const char* pszOperacao, ETipoHostil tipo) const;
@@ -42,6 +45,7 @@ public:
 
 private:
     const CDadosAmostra m_dados;
+    std::unordered_map<unsigned long long, const Apontamento*> m_porPosicao;
     mutable std::mutex m_mutex;
     std::map<std::string, int> m_chamadas;
     std::map<ULONG, _REG_FILTRO_APONTAMENTOS_PS> m_consultas;
