@@ -1,7 +1,8 @@
 // The calculations at a large month, against the sample server in this process: the time
 // calculation over 10^6 time-record items (10^5 records of ten) of 10^4 services, priced by 10^3
-// contract items; and its floor, a plain loop summing the same items' quantities without grouping.
-// Items per second of the same run compare directly.
+// contract items; its floor, a plain loop summing the same items' quantities without grouping;
+// the ranges calculation over the same month (10^3 ranges) and the condensing of 10^5 band
+// lines. Items per second of the same run compare directly.
 #include <tqge.h>
 
 #include "servers/amostra/ServidorAmostra.h"
@@ -35,6 +36,15 @@ tq::amostra::CDadosAmostra MesGrande() {
         item.texto = "Servico " + std::to_string(item.servico);
         item.classificacoes = {{1, 600000, "Receita"}, {2, 400000, "Impostos"}};
         contrato.itens.push_back(item);
+    }
+    // 10^3 ranges of three bands for the ranges calculation, one service each.
+    for (int i = 0; i < kItensContrato; ++i) {
+        const ULONG servico = static_cast<ULONG>(1 + i * (kServicos / kItensContrato));
+        contrato.faixas.push_back({static_cast<ULONG>(i + 1), {{1, 1000000, "Receita"}}});
+        dados.faixas.push_back({static_cast<ULONG>(i + 1),
+                                servico,
+                                "Faixa",
+                                {{1, 100, 20000}, {101, 200, 15000}, {201, 0, 10000}}});
     }
     dados.contratos.push_back(contrato);
     for (int r = 0; r < kRegistros; ++r) {
@@ -147,9 +157,57 @@ void BM_FazCalculoApontamentos(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * kRegistros * kItensPorRegistro);
 }
 
+// The ranges calculation over the same month. Every call keeps the month's measurement-entry
+// arrays, as the suite's calculation always did (about 57 MB here), so only a few calls run.
+void BM_CalculaItensFaixas(benchmark::State& state) {
+    Ambiente& mes = Mes();
+    CCalculoFaixaMedicao calculo("", 0, 0);
+    CRegContratoPs contrato;
+    contrato.SetCodigo("12345");
+    for (const tq::amostra::FaixaContrato& f : mes.servidor.Estado().Dados().contratos[0].faixas) {
+        CRegFaixaContratoPs faixa;
+        faixa.SetCodigoFaixa(f.codigo);
+        contrato.GetArrFaixas().Add(faixa);
+    }
+    calculo.SetContrato(contrato);
+    for (auto _ : state)
+        if (FAILED(calculo.CalculaItens(kMes)))
+            state.SkipWithError("the calculation failed");
+    state.SetItemsProcessed(state.iterations() * kRegistros * kItensPorRegistro);
+}
+
+// 10^5 band lines over 10^3 services (a hundred bands each) condensed to one line per service.
+class CCalculoComLinhas : public CCalculoFaixaMedicao {
+public:
+    CCalculoComLinhas() : CCalculoFaixaMedicao("", 0, 0) {
+        for (ULONG s = 1; s <= 1000; ++s) {
+            GetContrato().GetArrFaixas().Add(CRegFaixaContratoPs());
+            for (int b = 0; b < 100; ++b) {
+                CItemCalculoFaixaMedicao linha;
+                linha.Servico = s;
+                linha.Valor.int64 = 20000 - b * 100;
+                linha.Quantidade.int64 = 1000000;
+                GetItens().Add(linha);
+            }
+        }
+    }
+};
+
+void BM_GetServicosFaturamento(benchmark::State& state) {
+    CCalculoComLinhas calculo;
+    CArrayItensFaixa servicos;
+    for (auto _ : state) {
+        calculo.GetServicosFaturamento(servicos);
+        benchmark::DoNotOptimize(servicos.GetData());
+    }
+    state.SetItemsProcessed(state.iterations() * calculo.GetItens().GetSize());
+}
+
 } // namespace
 
 BENCHMARK(BM_ApontamentosPiso)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ApontamentosTotais)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ServidorEntregaOMes)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FazCalculoApontamentos)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CalculaItensFaixas)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(BM_GetServicosFaturamento)->Unit(benchmark::kMillisecond);

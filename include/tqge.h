@@ -28,8 +28,13 @@
 #include "foundation/GeManipulaDatas.h"
 #include "foundation/TQDma.h"
 
+#include "contracts/CalculoFaixaMedicao.h"
+#include "contracts/GeParametrosConexao.h"
 #include "contracts/GeRateio.h"
+#include "contracts/ItemCalculoFaixaMedicao.h"
 #include "contracts/RegClassificacaoGePs.h"
+#include "contracts/RegContratoPs.h"
+#include "contracts/RegFaixaContratoPs.h"
 #include "contracts/RegItemContrato.h"
 
 #include "followup/Apontamento.h"

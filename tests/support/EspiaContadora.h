@@ -4,6 +4,8 @@
 
 #include "tqlibex/AlocadorTarefas.h"
 
+#include <ComApi.h>
+
 #include <cstddef>
 #include <mutex>
 #include <set>
@@ -35,6 +37,17 @@ public:
     std::size_t Bytes() const {
         std::lock_guard lock(m_mutex);
         return m_nBytes;
+    }
+    // Frees the blocks still alive, which a calculation keeps on purpose, and says how many.
+    std::size_t LiberaOsVivos() {
+        std::set<void*> vivos;
+        {
+            std::lock_guard lock(m_mutex);
+            vivos = m_vivos;
+        }
+        for (void* p : vivos)
+            CoTaskMemFree(p);
+        return vivos.size();
     }
     std::size_t LiberacoesInvalidas() const {
         std::lock_guard lock(m_mutex);

@@ -28,4 +28,13 @@ nlohmann::json LinhasApontamentos(const CCalculoApontamentos::CArrayCalculados& 
     return v;
 }
 
+nlohmann::json ItensFaixa(const CArrayItensFaixa& itens) {
+    nlohmann::json v = nlohmann::json::array();
+    for (const CItemCalculoFaixaMedicao& i : itens)
+        v.push_back({{"servico", i.Servico},
+                     {"quantidade", Quantia(i.Quantidade)},
+                     {"valor", Quantia(i.Valor)}});
+    return v;
+}
+
 } // namespace tq::calc
