@@ -56,7 +56,8 @@ TEST(ArquivoReg, ValoresDeUmaExportacao) {
     EXPECT_FALSE(d.ExisteChave(HKLM, "SOFTWARE\\Removida"));
     EXPECT_EQ(Dword(d, HKCU, "SOFTWARE\\PTA\\", "Env_PTA"), 1);
     // Names are case-insensitive; a value of another type is not read.
-    EXPECT_EQ(Texto(d, HKLM, "software\\tq sistemas\\GERAL\\", "servidor"), "srv01");
+    EXPECT_EQ(Texto(d, HKLM, "\\software\\tq sistemas\\GERAL\\", "servidor"), "srv01");
+    EXPECT_EQ(Texto(d, HKLM, geral, "Espacos"), "ok") << "spaces after a value";
     EXPECT_EQ(Dword(d, HKLM, geral, "Servidor"), -1);
     EXPECT_EQ(Texto(d, HKLM, geral, "Porta"), "<missing>");
 }
@@ -102,25 +103,31 @@ TEST(ArquivoReg, SemCabecalhoNadaELido) {
         tq::LeArquivoReg("[HKEY_LOCAL_MACHINE\\SOFTWARE\\X]\n\"A\"=\"1\"\n", &avisos);
     EXPECT_EQ(Texto(d, HKLM, "SOFTWARE\\X", "A"), "<missing>");
     EXPECT_EQ(avisos.size(), 1u);
+    avisos.clear();
+    tq::LeArquivoReg("lixo", &avisos);
+    EXPECT_EQ(avisos.size(), 1u) << "a one-line file without a header is said to be one";
 }
 
 TEST(ArquivoReg, Utf16ComMarca) {
     // regedit writes version 5 exports in UTF-16LE; "Descrição" keeps its Windows-1252 letters.
     const std::string texto =
         "Windows Registry Editor Version 5.00\r\n[HKEY_CURRENT_USER\\SOFTWARE\\T]\r\n"
-        "\"Nome\"=\"Descri\xE7\xE3o\"\r\n";
+        "\"Nome\"=\"Descri\xE7\xE3o\x01\"\r\n";
     std::string utf16 = "\xFF\xFE";
     for (char c : texto) {
         utf16 += c;
-        utf16 += '\0';
+        utf16 += c == '\x01' ? '\x01' : '\0'; // U+0101 has no 8-bit form
     }
-    EXPECT_EQ(Texto(tq::LeArquivoReg(utf16, nullptr), HKCU, "SOFTWARE\\T", "Nome"),
-              "Descri\xE7\xE3o");
+    utf16 += 'A'; // half a character at the end: nothing
+    std::vector<std::string> avisos;
+    EXPECT_EQ(Texto(tq::LeArquivoReg(utf16, &avisos), HKCU, "SOFTWARE\\T", "Nome"),
+              "Descri\xE7\xE3o?");
+    EXPECT_TRUE(avisos.empty());
     const std::string utf8 =
         "\xEF\xBB\xBFWindows Registry Editor Version 5.00\n[HKEY_CURRENT_USER\\SOFTWARE\\T]\n"
-        "\"Nome\"=\"Descri\xC3\xA7\xC3\xA3o\"\n";
+        "\"Nome\"=\"Descri\xC3\xA7\xC3\xA3o\xC3\xBF\"\n";
     EXPECT_EQ(Texto(tq::LeArquivoReg(utf8, nullptr), HKCU, "SOFTWARE\\T", "Nome"),
-              "Descri\xE7\xE3o");
+              "Descri\xE7\xE3o\xFF");
 }
 
 TEST(Registro, EscopoInstalaERestaura) {

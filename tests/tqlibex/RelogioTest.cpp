@@ -15,8 +15,8 @@
 
 using namespace tq::teste;
 using tq::ERaizRegistro;
-using tq::teste::Linha;
 using tq::teste::GravadorTrace;
+using tq::teste::Linha;
 using tq::teste::Mensagem;
 
 namespace {
@@ -97,9 +97,15 @@ TEST_F(AmbienteRelogio, RelogioDeslocado) {
     EXPECT_EQ(Texto(GetCurrentTime_LocalTime()), "01/01/2020 08:31:30.005 dow=3");
 }
 
-TEST_F(AmbienteRelogio, ReferenciaNoFuturo) {
+TEST_F(AmbienteRelogio, ReferenciaNoFuturoECadaCampo) {
     DefineRelogio("1;01/01/2020;08:00:00:0000;15/03/2024;11:00:00:0000");
     EXPECT_EQ(Texto(GetCurrentTime_LocalTime()), "01/01/2020 07:30:00.000 dow=3");
+    tq::detail::EsqueceConfiguracaoDoRelogio();
+    // Every field of both moments counts: real 15/03/2024 10:30:00.000.
+    DefineRelogio("1;02/03/2021;04:05:06:0789;14/03/2024;09:08:07:0006");
+    EXPECT_EQ(Texto(GetCurrentTime_LocalTime()), "03/03/2021 05:26:59.783 dow=3");
+    EXPECT_EQ(tq::Ticks(relogio.AgoraUtc()),
+              tq::Ticks(relogio.AgoraLocal()) + 3ull * 3600 * tq::kTicksPorSegundo);
 }
 
 TEST_F(AmbienteRelogio, LidaUmaVezSemMarcaDeTeste) {

@@ -84,6 +84,7 @@ TEST_F(TraceHResult, RegistroCompleto) {
     EXPECT_EQ(std::string(r.sFuncao.GetString()), "Funcao");
     const std::string texto = r.sTexto.GetString();
     EXPECT_EQ(texto.substr(texto.size() - 16), "\tArquivo\t42\tx-7\t") << texto;
+    EXPECT_FALSE(r.sUsuario.IsEmpty());
     const std::string processo = r.sProcesso.GetString();
     EXPECT_FALSE(processo.empty());
     EXPECT_EQ(CTQString(processo).MakeLower(), processo.c_str()) << "process names are lower case";
@@ -95,6 +96,9 @@ TEST(TextoDoRegistroTrace, CamposEVersoes) {
     EXPECT_EQ(std::string(tq::detail::TextoDoRegistroTrace(123456789012LL, 0x00010002, 0x00020003,
                                                            0x23F00206, "TQComPtr", 158, "msg")),
               "123456789012\t1.2.131075\t6.2.9200\tTQComPtr\t158\tmsg\t");
+    EXPECT_EQ(std::string(tq::detail::TextoDoRegistroTrace(7, 0x00030005, 0x00070009, 0x23F10307,
+                                                           "f", 2, "odd")),
+              "7\t3.5.458761\t7.3.9201\tf\t2\todd\t");
     // A system version with the top bit set has no build number.
     EXPECT_EQ(std::string(tq::detail::TextoDoRegistroTrace(0, 0, 0, 0x80000A04, "f", 1, "")),
               "0\t0.0.0\t4.10.0\tf\t1\t\t");
