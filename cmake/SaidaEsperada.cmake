@@ -1,5 +1,7 @@
-# Runs a program and checks its exit code and, optionally, a pattern in its output:
-#   cmake -DPROGRAMA=... [-DEMULADOR=...] -DARGS="a;b" -DCODIGO=2 [-DPADRAO=regex] -P SaidaEsperada.cmake
+# Runs a program and checks its exit code and, optionally, a pattern in its output or its whole
+# standard output against a file, byte for byte:
+#   cmake -DPROGRAMA=... [-DEMULADOR=...] -DARGS="a;b" -DCODIGO=2 [-DPADRAO=regex]
+#         [-DESPERADO=file] -P SaidaEsperada.cmake
 execute_process(COMMAND ${EMULADOR} ${PROGRAMA} ${ARGS}
     RESULT_VARIABLE codigo OUTPUT_VARIABLE saida ERROR_VARIABLE erros)
 if(NOT codigo EQUAL CODIGO)
@@ -7,4 +9,10 @@ if(NOT codigo EQUAL CODIGO)
 endif()
 if(DEFINED PADRAO AND NOT "${saida}${erros}" MATCHES "${PADRAO}")
     message(FATAL_ERROR "output does not match ${PADRAO}:\n${saida}${erros}")
+endif()
+if(DEFINED ESPERADO)
+    file(READ ${ESPERADO} esperado)
+    if(NOT saida STREQUAL esperado)
+        message(FATAL_ERROR "output differs from ${ESPERADO}:\n${saida}")
+    endif()
 endif()

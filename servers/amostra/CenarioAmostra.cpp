@@ -86,11 +86,12 @@ private:
         m_chaves.pop_back();
         return true;
     }
+    // The keys that lead to the object being read (its own last key is not one of them).
     std::string Caminho() const {
         std::string c;
-        for (const std::string& k : m_chaves)
-            if (!k.empty())
-                c += k + ".";
+        for (std::size_t i = 0; i + 1 < m_chaves.size(); ++i)
+            if (!m_chaves[i].empty())
+                c += m_chaves[i] + ".";
         return c;
     }
     std::vector<json*> m_pilha;

@@ -7,7 +7,7 @@
 #include "servers/amostra/ServidorAmostra.h"
 #include "support/EspiaContadora.h"
 #include "support/Tabela.h"
-#include "tools/tqcalc/ResultadoJson.h"
+#include "tools/tqcalc/Simulacao.h"
 #include "tqlibex/Registro.h"
 
 #include <gtest/gtest.h>
@@ -39,7 +39,7 @@ protected:
         CCalculoApontamentos::CArrayCalculados linhas;
         const HRESULT hr = calculo.FazCalculoApontamentos(contrato, ma, linhas);
         json r = {{"status", tq::calc::Status(hr)},
-                  {"linhas", tq::calc::LinhasApontamentos(linhas)}};
+                  {"linhas", json::parse(tq::calc::LinhasApontamentos(linhas).dump())}};
         json rateio = json::array();
         for (const REG_APONTAMENTO_CALCULADO& l : linhas) {
             json partes = json::array();
@@ -145,7 +145,7 @@ TEST_F(CalculoApontamentos, CacheDeItens) {
     itens.Add(CRegItemContrato(reg));
     calculo.SetItens(itens);
     EXPECT_EQ(calculo.FazCalculoApontamentos(1234, CTQMa(3, 2024), linhas), S_OK);
-    EXPECT_EQ(tq::calc::LinhasApontamentos(linhas)[0]["valor"], "17.5000");
+    EXPECT_EQ(json::parse(tq::calc::LinhasApontamentos(linhas).dump())[0]["valor"], "17.5000");
     EXPECT_EQ(lidos(), 2) << "items given with SetItens are not read";
     CCalculoApontamentos::LiberaApontamentosCalculados(linhas);
 }
@@ -170,7 +170,7 @@ TEST_F(CalculoApontamentos, FalhaEmCadaChamadaVoltaInalterada) {
             EXPECT_TRUE(linhas.IsEmpty());
             EXPECT_EQ(espia.Vivos(), 0u);
             EXPECT_EQ(calculo.FazCalculoApontamentos(1234, CTQMa(3, 2024), linhas), S_OK);
-            EXPECT_EQ(tq::calc::LinhasApontamentos(linhas), kLinhasDoCenario);
+            EXPECT_EQ(json::parse(tq::calc::LinhasApontamentos(linhas).dump()), kLinhasDoCenario);
             CCalculoApontamentos::LiberaApontamentosCalculados(linhas);
         }
     }

@@ -6,4 +6,6 @@ bool RodandoSobWine() {
     return false;
 }
 
+void SaidaPadraoBinaria() {}
+
 } // namespace tq

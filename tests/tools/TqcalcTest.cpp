@@ -1,0 +1,68 @@
+// tqcalc's scenario files and recording: what is refused, and that a month recorded from the
+// servers replays to the same billing.
+#include "servers/amostra/CenarioAmostra.h"
+#include "servers/amostra/ServidorAmostra.h"
+#include "support/Tabela.h"
+#include "tools/tqcalc/Simulacao.h"
+#include "tqlibex/Registro.h"
+
+#include <gtest/gtest.h>
+
+TEST(Cenario, ErrosNomeiamOCaminho) {
+    for (const tq::teste::Linha& l : tq::teste::LeTabela("cenarios-ruins.tsv")) {
+        try {
+            tq::amostra::LeCenario(l.Texto("cenario"));
+            ADD_FAILURE() << l.Origem() << ": accepted";
+        } catch (const tq::amostra::CErroCenario& e) {
+            EXPECT_NE(std::string(e.what()).find(l.Texto("mensagem")), std::string::npos)
+                << l.Origem() << ": " << e.what();
+        }
+    }
+}
+
+// Amounts keep all their decimals from file to file, whether strings or JSON numbers.
+TEST(Cenario, EscreveOQueLe) {
+    const tq::amostra::CDadosAmostra lidos = tq::amostra::LeArquivoCenario(
+        tq::teste::CaminhoDosDados("../../examples/coleta-residuos.json"));
+    const std::string escrito = tq::amostra::EscreveCenario(lidos);
+    EXPECT_EQ(tq::amostra::EscreveCenario(tq::amostra::LeCenario(escrito)), escrito);
+    EXPECT_EQ(tq::amostra::LeCenario(R"({"faixas": [{"codigo": 1, "bandas": [{"preco": 2.5}]}]})")
+                  .faixas[0]
+                  .bandas[0]
+                  .preco,
+              25000);
+}
+
+// The month read from the servers through the library's normal path, written as a scenario,
+// served again: the same billing, line for line.
+TEST(Gravacao, GravarEReproduzirDaOMesmoResultado) {
+    ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)));
+    tq::CRegistroEmMemoria registro;
+    tq::CEscopoRegistro escopo(registro);
+    const CTQMa mes(3, 2024);
+    const auto calcula = [&](const tq::amostra::CDadosAmostra& dados) {
+        tq::amostra::CServidorAmostra servidor(dados);
+        EXPECT_EQ(servidor.Registra(), S_OK);
+        tq::calc::CResultado r;
+        tq::calc::Calcula(dados.contratos[0].ponteiro, mes, r);
+        return tq::calc::ParaJson(r).dump();
+    };
+    const tq::amostra::CDadosAmostra original = tq::amostra::LeArquivoCenario(
+        tq::teste::CaminhoDosDados("../../examples/coleta-residuos.json"));
+    tq::amostra::CDadosAmostra gravado;
+    {
+        tq::amostra::CServidorAmostra servidor(original);
+        ASSERT_EQ(servidor.Registra(), S_OK);
+        tq::calc::CServidores servidores;
+        std::string relatorio;
+        ASSERT_EQ(servidores.Abre(relatorio), S_OK);
+        EXPECT_EQ(relatorio, "ITQGE_Contratos: servidor local\nITQGE_Faixa: servidor local\n"
+                             "ITQGE_Apontamentos: servidor local\n");
+        ASSERT_EQ(tq::calc::LeEntradas(servidores, 4001, mes, gravado), S_OK);
+    }
+    const tq::amostra::CDadosAmostra reproduzido =
+        tq::amostra::LeCenario(tq::amostra::EscreveCenario(gravado));
+    EXPECT_EQ(reproduzido.apontamentos.size(), 3u) << "the month's records, and no other";
+    EXPECT_EQ(calcula(reproduzido), calcula(original));
+    CoUninitialize();
+}
