@@ -20,6 +20,7 @@ CTQString CaminhoDoPrograma();
 // The program's file name in lower case ("modulo.exe").
 CTQString NomeDoProcesso();
 CTQString NomeDoUsuario();
+DWORD IdDoProcesso();
 GUID NovoGuid();
 
 } // namespace tq::detail

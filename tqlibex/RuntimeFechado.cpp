@@ -22,13 +22,14 @@ bool TQTrataErro2(LONGLONG hr, ULONG ulChamador, ULONG ulNumero, const char* psz
     return false;
 }
 
-bool CTQLumenException::CallOnError(CTQLumenException& e, HRESULT hr, int nCodigoErro, int nServidor,
-                                    int nLinha, const char* pszArquivo, const char* pszCompilacao) {
+bool CTQLumenException::CallOnError(CTQLumenException& e, HRESULT hr, int nCodigoErro,
+                                    int nServidor, int nLinha, const char* pszArquivo,
+                                    const char* pszCompilacao) {
     if (const auto gancho = tq::detail::CGancho<tq::GanchoCallOnError>::Atual())
         return gancho(e, hr, nCodigoErro, nServidor, nLinha, pszArquivo, pszCompilacao);
     GravaTrace(nullptr, "CTQLumenException::CallOnError", pszArquivo, nLinha,
-               "HR = %#X Codigo = %d Servidor = %d (%s)", static_cast<unsigned>(hr),
-               nCodigoErro, nServidor, pszCompilacao ? pszCompilacao : "");
+               "HR = %#X Codigo = %d Servidor = %d (%s)", static_cast<unsigned>(hr), nCodigoErro,
+               nServidor, pszCompilacao ? pszCompilacao : "");
     return false;
 }
 

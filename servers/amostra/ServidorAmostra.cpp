@@ -1,5 +1,7 @@
 #include "servers/amostra/ServidorAmostra.h"
 
+#include "tqlibex/Processo.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cstring>
@@ -144,10 +146,11 @@ void LiberaFaixas(REG_FAIXA_PS* p, ULONG n) {
 
 // ---- The objects ----------------------------------------------------------------------------
 
-// IUnknown, ITQUnknown and the free-threaded marshaler for one interface: in one process, ole32
-// hands the pointer itself to a keep-alive thread; across processes, the proxy does the work.
+// IUnknown, ITQUnknown, the sample server's own ITQAmostra and the free-threaded marshaler for
+// one interface: in one process, ole32 hands the pointer itself to a keep-alive thread; across
+// processes, the proxy does the work.
 template <class I>
-class CObjetoAmostra : public I {
+class CObjetoAmostra : public I, public ITQAmostra {
 public:
     CObjetoAmostra(std::shared_ptr<CEstadoAmostra> pEstado, const char* pszNome)
         : m_pEstado(std::move(pEstado)), m_pszNome(pszNome) {
@@ -163,6 +166,11 @@ public:
             return E_POINTER;
         if (riid == __uuidof(IUnknown) || riid == __uuidof(ITQUnknown) || riid == __uuidof(I)) {
             *ppv = static_cast<I*>(this);
+            AddRef();
+            return S_OK;
+        }
+        if (riid == __uuidof(ITQAmostra)) {
+            *ppv = static_cast<ITQAmostra*>(this);
             AddRef();
             return S_OK;
         }
@@ -184,10 +192,27 @@ public:
         if (!pbOK)
             return E_POINTER;
         const HRESULT hr = m_pEstado->Chamada(m_pszNome, "KeepAlive");
-        m_pEstado->Pingado();
+        const bool bVerdadeiro = m_pEstado->Pingado();
         if (FAILED(hr))
             return hr;
-        *pbOK = hr == S_OK ? TRUE : FALSE;
+        *pbOK = hr == S_OK && bVerdadeiro ? TRUE : FALSE;
+        return S_OK;
+    }
+
+    HRESULT STDMETHODCALLTYPE GetPid(DWORD* pdwPid) override {
+        if (!pdwPid)
+            return E_POINTER;
+        *pdwPid = detail::IdDoProcesso();
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetPings(LONG* pnPings) override {
+        if (!pnPings)
+            return E_POINTER;
+        *pnPings = static_cast<LONG>(m_pEstado->Pings());
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE DefineFalsos(LONG nFalsos) override {
+        m_pEstado->DefineFalsos(nFalsos);
         return S_OK;
     }
 
@@ -536,9 +561,18 @@ long CEstadoAmostra::Pings() const {
     return m_nPings;
 }
 
-void CEstadoAmostra::Pingado() {
+bool CEstadoAmostra::Pingado() {
     std::lock_guard lock(m_mutex);
     ++m_nPings;
+    if (m_nFalsos == 0)
+        return true;
+    --m_nFalsos;
+    return false;
+}
+
+void CEstadoAmostra::DefineFalsos(long nFalsos) {
+    std::lock_guard lock(m_mutex);
+    m_nFalsos = nFalsos;
 }
 
 bool NoFiltro(const Apontamento& a, const _REG_FILTRO_APONTAMENTOS_PS& filtro) {

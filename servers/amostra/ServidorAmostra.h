@@ -13,6 +13,7 @@
 
 #include "servers/RegistrosGE.h"
 #include "servers/amostra/DadosAmostra.h"
+#include <TQAmostra.h>
 
 #include <map>
 #include <memory>
@@ -41,7 +42,9 @@ public:
     bool FechaConsulta(ULONG numero, _REG_FILTRO_APONTAMENTOS_PS& filtro);
 
     long Pings() const;
-    void Pingado();
+    // Counts a ping; false when a FALSE answer was asked for it.
+    bool Pingado();
+    void DefineFalsos(long nFalsos);
 
 private:
     const CDadosAmostra m_dados;
@@ -51,6 +54,7 @@ private:
     std::map<ULONG, _REG_FILTRO_APONTAMENTOS_PS> m_consultas;
     ULONG m_nProximaConsulta = 1;
     long m_nPings = 0;
+    long m_nFalsos = 0;
 };
 
 class CServidorAmostra {
@@ -66,6 +70,8 @@ public:
     void Revoga();
 
     CEstadoAmostra& Estado() { return *m_pEstado; }
+    // Objects of this server still alive (a LocalServer32 ends when none has lived a while).
+    long ObjetosVivos() const { return m_pEstado.use_count() - 1; }
 
 private:
     std::shared_ptr<CEstadoAmostra> m_pEstado;

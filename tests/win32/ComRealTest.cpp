@@ -1,12 +1,14 @@
-// COM access against a real out-of-process server (tests/win32/servidor), through ole32:
-// activation with CoCreateInstanceEx, the proxy blanket, a keep-alive thread pinging the server
-// through a marshalled pointer, and a killed server. Runs in the Windows build (under wine here).
+// COM access against a real out-of-process server (the sample business server as a
+// LocalServer32), through ole32: activation with CoCreateInstanceEx, the proxy blanket, a
+// keep-alive thread pinging the server through a marshalled pointer, and a killed server. Runs in
+// the Windows build (under wine here).
 #include "tqlibex/TQComPtr.h"
 
-#include "TQServidorTeste.h"
 #include "fakes/ComFalso.h"
 #include "support/Gravadores.h"
 #include "tqlibex/Plataforma.h"
+#include <TQAmostra.h>
+#include <TQGE.h>
 
 #include <gtest/gtest.h>
 #include <tlhelp32.h>
@@ -16,7 +18,7 @@
 
 namespace {
 
-const char* const kChaveApp = "Software\\Classes\\AppID\\{3E8B6D43-5C2A-4F9B-A7D3-0B6E1C2F4A51}";
+const char* const kChaveApp = "Software\\Classes\\AppID\\{EDF04AA8-B344-47A5-9499-5E33CC0CFD93}";
 constexpr HRESULT kIndisponivel = static_cast<HRESULT>(0x800706BAu);
 
 std::string DiretorioDoPrograma() {
@@ -86,13 +88,13 @@ public:
         ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)));
         const HRESULT hr = TQCoInitializeSecurity();
         ASSERT_TRUE(hr == S_OK || hr == RPC_E_TOO_LATE) << std::hex << hr;
-        ASSERT_EQ(Executa("\"" + DiretorioDoPrograma() + "tqge_servidor_teste.exe\" /RegServer"),
+        ASSERT_EQ(Executa("\"" + DiretorioDoPrograma() + "tqge_servidor_amostra.exe\" /RegServer"),
                   0u);
     }
     void TearDown() override {
         ServidorRemoto(nullptr);
-        EXPECT_EQ(Executa("\"" + DiretorioDoPrograma() + "tqge_servidor_teste.exe\" /UnregServer"),
-                  0u);
+        EXPECT_EQ(
+            Executa("\"" + DiretorioDoPrograma() + "tqge_servidor_amostra.exe\" /UnregServer"), 0u);
         CoUninitialize();
     }
 };
@@ -113,21 +115,27 @@ protected:
     tq::teste::GravadorEventos eventos;
 };
 
-LONG KeepAlives(ITQServidorTeste* p) {
+// KeepAlive calls the server has answered, to any of its objects.
+LONG Pings(ITQAmostra* p) {
     LONG n = -1;
-    EXPECT_EQ(p->GetKeepAlives(&n), S_OK);
+    EXPECT_EQ(p->GetPings(&n), S_OK);
     return n;
+}
+
+// A call that reaches the server.
+HRESULT Chama(ITQAmostra* p) {
+    DWORD dwPid = 0;
+    return p->GetPid(&dwPid);
 }
 
 } // namespace
 
 TEST_F(ComReal, ServidorLocalForaDoProcessoSemThread) {
-    CTQComPtr<ITQServidorTeste> p;
-    ASSERT_EQ(p.CoCreateInstance(CLSID_TQServidorTeste), S_OK);
+    CTQComPtr<ITQAmostra> p;
+    ASSERT_EQ(p.CoCreateInstance(__uuidof(TQGE_Apontamentos)), S_OK);
     DWORD dwPid = 0;
     ASSERT_EQ(p->GetPid(&dwPid), S_OK);
     EXPECT_NE(dwPid, GetCurrentProcessId()) << "the object lives in the server process";
-    EXPECT_EQ(p->Inicializa(42), S_OK);
     EXPECT_FALSE(p.TemKeepAlive()) << "a local server never gets a keep-alive thread";
 
     // The blanket call was made on the proxy; wine answers E_NOTIMPL, which the trace shows.
@@ -145,11 +153,12 @@ TEST_F(ComReal, ServidorLocalForaDoProcessoSemThread) {
 TEST_F(ComReal, ServidorRemotoEPingadoPeloKeepAlive) {
     ServidorRemoto(NomeDestaMaquina().c_str());
     tq::teste::CEscopoIntervaloKeepAlive intervalo(50);
-    CTQComPtr<ITQServidorTeste> p;
-    ASSERT_EQ(p.CoCreateInstance(CLSID_TQServidorTeste), S_OK);
+    CTQComPtr<ITQAmostra> p;
+    ASSERT_EQ(p.CoCreateInstance(__uuidof(TQGE_Apontamentos)), S_OK);
     ASSERT_TRUE(p.TemKeepAlive());
+    const LONG n0 = Pings(p.GetInterface());
     LONG n = 0;
-    for (int i = 0; i < 400 && (n = KeepAlives(p.GetInterface())) < 3; ++i)
+    for (int i = 0; i < 400 && (n = Pings(p.GetInterface()) - n0) < 3; ++i)
         Sleep(50);
     EXPECT_GE(n, 3) << "the thread pings the real server through its own proxy";
     p.Release();
@@ -159,27 +168,28 @@ TEST_F(ComReal, ServidorRemotoEPingadoPeloKeepAlive) {
 TEST_F(ComReal, TresRespostasFalsasEncerramOsPings) {
     // A local object keeps the server process up and scripts its next three answers before the
     // remote object's thread starts pinging.
-    CTQComPtr<ITQServidorTeste> pRoteiro;
-    ASSERT_EQ(pRoteiro.CoCreateInstance(CLSID_TQServidorTeste), S_OK);
+    CTQComPtr<ITQAmostra> pRoteiro;
+    ASSERT_EQ(pRoteiro.CoCreateInstance(__uuidof(TQGE_Apontamentos)), S_OK);
     ASSERT_EQ(pRoteiro->DefineFalsos(3), S_OK);
+    const LONG n0 = Pings(pRoteiro.GetInterface());
 
     ServidorRemoto(NomeDestaMaquina().c_str());
     tq::teste::CEscopoIntervaloKeepAlive intervalo(20);
-    CTQComPtr<ITQServidorTeste> p;
-    ASSERT_EQ(p.CoCreateInstance(CLSID_TQServidorTeste), S_OK);
+    CTQComPtr<ITQAmostra> p;
+    ASSERT_EQ(p.CoCreateInstance(__uuidof(TQGE_Apontamentos)), S_OK);
     ASSERT_TRUE(p.TemKeepAlive());
     ASSERT_EQ(WaitForSingleObject(p.GetKeepAlive()->m_hThread, 20000), WAIT_OBJECT_0)
         << "the thread ends by itself";
-    EXPECT_EQ(KeepAlives(p.GetInterface()), 3);
-    EXPECT_EQ(p->Inicializa(1), S_OK) << "the object stays usable";
+    EXPECT_EQ(Pings(p.GetInterface()) - n0, 3);
+    EXPECT_EQ(Chama(p.GetInterface()), S_OK) << "the object stays usable";
 }
 
 TEST_F(ComReal, ServidorMortoDa800706BA) {
     ServidorRemoto(NomeDestaMaquina().c_str());
     {
         tq::teste::CEscopoIntervaloKeepAlive intervalo(20);
-        CTQComPtr<ITQServidorTeste> p;
-        ASSERT_EQ(p.CoCreateInstance(CLSID_TQServidorTeste), S_OK);
+        CTQComPtr<ITQAmostra> p;
+        ASSERT_EQ(p.CoCreateInstance(__uuidof(TQGE_Apontamentos)), S_OK);
         DWORD dwPid = 0;
         ASSERT_EQ(p->GetPid(&dwPid), S_OK);
         HANDLE hServidor = OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, dwPid);
@@ -188,7 +198,7 @@ TEST_F(ComReal, ServidorMortoDa800706BA) {
         WaitForSingleObject(hServidor, 10000);
         CloseHandle(hServidor);
 
-        EXPECT_EQ(p->Inicializa(1), kIndisponivel);
+        EXPECT_EQ(Chama(p.GetInterface()), kIndisponivel);
         ASSERT_EQ(WaitForSingleObject(p.GetKeepAlive()->m_hThread, 20000), WAIT_OBJECT_0)
             << "three failed pings end the thread";
         const auto linhas = Linhas("hr = pLocalTQUnknown->KeepAlive(&bOK)");
@@ -202,10 +212,10 @@ TEST_F(ComReal, ServidorMortoDa800706BA) {
     if (tq::RodandoSobWine())
         EncerraRpcss();
     ServidorRemoto(nullptr);
-    CTQComPtr<ITQServidorTeste> p;
+    CTQComPtr<ITQAmostra> p;
     HRESULT hr = E_FAIL;
-    for (int i = 0; i < 20 && FAILED(hr = p.CoCreateInstance(CLSID_TQServidorTeste)); ++i)
+    for (int i = 0; i < 20 && FAILED(hr = p.CoCreateInstance(__uuidof(TQGE_Apontamentos))); ++i)
         Sleep(250);
     ASSERT_EQ(hr, S_OK);
-    EXPECT_EQ(p->Inicializa(2), S_OK);
+    EXPECT_EQ(Chama(p.GetInterface()), S_OK);
 }

@@ -41,6 +41,8 @@ the command line or in the scenario file (the message names the place).)";
 
 int main(int argc, char** argv) {
     CLI::App app(kDescricao, "tqcalc");
+    // CLI11 reads "/x" as an option on Windows; a scenario path may start with a slash.
+    app.allow_windows_style_options(false);
     std::string cenario, mes, so, contrato, gravar;
     bool bJson = false;
     app.add_option("cenario", cenario, "the scenario file (JSON) the sample server serves");

@@ -79,4 +79,8 @@ GUID NovoGuid() {
     return g;
 }
 
+DWORD IdDoProcesso() {
+    return static_cast<DWORD>(::getpid());
+}
+
 } // namespace tq::detail

@@ -80,4 +80,8 @@ GUID NovoGuid() {
     return g;
 }
 
+DWORD IdDoProcesso() {
+    return GetCurrentProcessId();
+}
+
 } // namespace tq::detail
