@@ -4,7 +4,7 @@
 #     where the kernel cannot run 32-bit programs, and skipped (saying so) where neither can;
 #   mingw64: the Windows x64 build, its tests under wine (its benchmark is not built here);
 #   mingw32: the Windows x86 build (library and tools), built only: there is no 32-bit wine here;
-#   release: the library and the benchmark, optimised;
+#   release: the library and the benchmark, optimised, and the soak run;
 # then checks the formatting and builds a consumer against the installed package.
 # TQGE_SEM_32_BITS=1 takes the path of a kernel that cannot run 32-bit programs, and
 # TQGE_SEM_QEMU=1 that of a machine without qemu-i386 as well.
@@ -98,6 +98,10 @@ wine cmd /c exit </dev/null >/dev/null 2>&1
 run_ctest --preset mingw64 -j "$jobs"
 wineserver -k 2>/dev/null || true
 trap - EXIT
+
+step "soak: 100,000 billings on one object and on fresh objects (release)"
+./build/release/bench/tqge_soak | grep -E '^(one object|fresh objects):'
+passed=$((passed + 1))
 
 step "installed package: consumer build"
 rm -rf build/consumer build/stage

@@ -70,12 +70,14 @@ struct Apontamento {
 };
 
 // Call `chamada` (counted from 1, per server and operation) answers hr and does nothing else.
-// A success code on KeepAlive makes it answer FALSE.
+// A success code on KeepAlive makes it answer FALSE. With `encerra`, a server in a process of its
+// own ends that process inside the call instead (a server killed mid-calculation).
 struct Falha {
     std::string servidor; // "ITQGE_Apontamentos", "ITQGE_Contratos", "ITQGE_Faixa"
     std::string operacao; // the operation's name in the IDL, or "KeepAlive"
     int chamada = 1;
     HRESULT hr = 0;
+    bool encerra = false;
 };
 
 // A broken server's answer to every call of one operation that returns an array:

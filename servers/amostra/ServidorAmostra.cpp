@@ -215,6 +215,24 @@ public:
         m_pEstado->DefineFalsos(nFalsos);
         return S_OK;
     }
+    HRESULT STDMETHODCALLTYPE DefineFalha(const char* pszServidor, const char* pszOperacao,
+                                          LONG nChamada, HRESULT hr, BOOL bEncerra) override {
+        if (!pszServidor || !pszOperacao)
+            return E_POINTER;
+        std::vector<Falha> falhas;
+        if (*pszServidor)
+            falhas.push_back(
+                {pszServidor, pszOperacao, static_cast<int>(nChamada), hr, bEncerra != FALSE});
+        m_pEstado->DefineFalhas(std::move(falhas));
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetChamadas(const char* pszServidor, const char* pszOperacao,
+                                          LONG* pnChamadas) override {
+        if (!pszServidor || !pszOperacao || !pnChamadas)
+            return E_POINTER;
+        *pnChamadas = m_pEstado->Chamadas(pszServidor, pszOperacao);
+        return S_OK;
+    }
 
     HRESULT STDMETHODCALLTYPE Inicializa(_REG_CONEXAO_PS) override {
         return m_pEstado->Chamada(m_pszNome, "Inicializa");
@@ -507,7 +525,8 @@ unsigned long long Posicao(WORD ma, ULONG ponteiro) {
 } // namespace
 
 // A position names one record: its month and its number within it.
-CEstadoAmostra::CEstadoAmostra(CDadosAmostra dados) : m_dados(std::move(dados)) {
+CEstadoAmostra::CEstadoAmostra(CDadosAmostra dados)
+    : m_dados(std::move(dados)), m_falhas(m_dados.falhas) {
     for (const Apontamento& a : m_dados.apontamentos)
         m_porPosicao.emplace(Posicao(a.ma, a.ponteiro), &a);
 }
@@ -520,10 +539,19 @@ const Apontamento* CEstadoAmostra::NaPosicao(WORD ma, ULONG ponteiro) const {
 HRESULT CEstadoAmostra::Chamada(const char* pszServidor, const char* pszOperacao) {
     std::lock_guard lock(m_mutex);
     const int n = ++m_chamadas[std::string(pszServidor) + "." + pszOperacao];
-    for (const Falha& f : m_dados.falhas)
-        if (f.chamada == n && f.servidor == pszServidor && f.operacao == pszOperacao)
+    for (const Falha& f : m_falhas)
+        if (f.chamada == n && f.servidor == pszServidor && f.operacao == pszOperacao) {
+            if (f.encerra && m_encerra)
+                m_encerra();
             return f.hr;
+        }
     return S_OK;
+}
+
+void CEstadoAmostra::DefineFalhas(std::vector<Falha> falhas) {
+    std::lock_guard lock(m_mutex);
+    m_falhas = std::move(falhas);
+    m_chamadas.clear();
 }
 
 bool CEstadoAmostra::Hostil(const char* pszServidor, const char* pszOperacao,

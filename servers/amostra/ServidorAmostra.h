@@ -15,11 +15,13 @@
 #include "servers/amostra/DadosAmostra.h"
 #include <TQAmostra.h>
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 namespace tq::amostra {
 
@@ -34,6 +36,11 @@ public:
     const Apontamento* NaPosicao(WORD ma, ULONG ponteiro) const;
     // Counts the call and answers the scripted fault's HRESULT for it, or S_OK.
     HRESULT Chamada(const char* pszServidor, const char* pszOperacao);
+    // Replaces the scripted faults and starts the counts again.
+    void DefineFalhas(std::vector<Falha> falhas);
+    // What a fault with `encerra` does (a LocalServer32 ends its process); without it, such a
+    // fault answers its HRESULT.
+    void AoEncerrar(std::function<void()> encerra) { m_encerra = std::move(encerra); }
     bool Hostil(const char* pszServidor, const char* pszOperacao, ETipoHostil tipo) const;
     int Chamadas(const std::string& servidor, const std::string& operacao) const;
 
@@ -51,6 +58,8 @@ private:
     std::unordered_map<unsigned long long, const Apontamento*> m_porPosicao;
     mutable std::mutex m_mutex;
     std::map<std::string, int> m_chamadas;
+    std::vector<Falha> m_falhas;
+    std::function<void()> m_encerra;
     std::map<ULONG, _REG_FILTRO_APONTAMENTOS_PS> m_consultas;
     ULONG m_nProximaConsulta = 1;
     long m_nPings = 0;

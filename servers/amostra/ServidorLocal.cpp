@@ -132,6 +132,7 @@ int Serve() {
     int codigo = 0;
     {
         tq::amostra::CServidorAmostra servidor(std::move(dados));
+        servidor.Estado().AoEncerrar([] { TerminateProcess(GetCurrentProcess(), 9); });
         if (FAILED(servidor.Registra(CLSCTX_LOCAL_SERVER))) {
             codigo = 1;
         } else {

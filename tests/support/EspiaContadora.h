@@ -40,14 +40,23 @@ public:
     }
     // Frees the blocks still alive, which a calculation keeps on purpose, and says how many.
     std::size_t LiberaOsVivos() {
+        return LiberaOsVivos([](const void*) { return true; });
+    }
+    // Only those the predicate picks.
+    template <class Escolhe>
+    std::size_t LiberaOsVivos(Escolhe escolhe) {
         std::set<void*> vivos;
         {
             std::lock_guard lock(m_mutex);
             vivos = m_vivos;
         }
+        std::size_t n = 0;
         for (void* p : vivos)
-            CoTaskMemFree(p);
-        return vivos.size();
+            if (escolhe(static_cast<const void*>(p))) {
+                CoTaskMemFree(p);
+                ++n;
+            }
+        return n;
     }
     std::size_t LiberacoesInvalidas() const {
         std::lock_guard lock(m_mutex);

@@ -2,6 +2,7 @@
 // servers replays to the same billing.
 #include "servers/amostra/CenarioAmostra.h"
 #include "servers/amostra/ServidorAmostra.h"
+#include "support/EspiaContadora.h"
 #include "support/Tabela.h"
 #include "tools/tqcalc/Simulacao.h"
 #include "tqlibex/Registro.h"
@@ -39,6 +40,7 @@ TEST(Gravacao, GravarEReproduzirDaOMesmoResultado) {
     ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)));
     tq::CRegistroEmMemoria registro;
     tq::CEscopoRegistro escopo(registro);
+    tq::teste::EspiaContadora espia;
     const CTQMa mes(3, 2024);
     const auto calcula = [&](const tq::amostra::CDadosAmostra& dados) {
         tq::amostra::CServidorAmostra servidor(dados);
@@ -64,5 +66,7 @@ TEST(Gravacao, GravarEReproduzirDaOMesmoResultado) {
         tq::amostra::LeCenario(tq::amostra::EscreveCenario(gravado));
     EXPECT_EQ(reproduzido.apontamentos.size(), 3u) << "the month's records, and no other";
     EXPECT_EQ(calcula(reproduzido), calcula(original));
+    EXPECT_EQ(espia.LiberaOsVivos(), 6u) << "each ranges calculation keeps its three entry "
+                                            "arrays (tqcalc frees the band arrays it holds)";
     CoUninitialize();
 }

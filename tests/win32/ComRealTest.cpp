@@ -4,6 +4,7 @@
 // the Windows build (under wine here).
 #include "tqlibex/TQComPtr.h"
 
+#include "calculos/Varredura.h"
 #include "fakes/ComFalso.h"
 #include "support/Gravadores.h"
 #include "tqlibex/Plataforma.h"
@@ -82,13 +83,42 @@ void EncerraRpcss() {
     CloseHandle(hSnap);
 }
 
+// KeepAlive calls the server has answered, to any of its objects.
+LONG Pings(ITQAmostra* p) {
+    LONG n = -1;
+    EXPECT_EQ(p->GetPings(&n), S_OK);
+    return n;
+}
+
+// A call that reaches the server.
+HRESULT Chama(ITQAmostra* p) {
+    DWORD dwPid = 0;
+    return p->GetPid(&dwPid);
+}
+
+// Put COM back for whatever runs after a killed server, and prove it is back.
+void Restaura() {
+    if (tq::RodandoSobWine())
+        EncerraRpcss();
+    ServidorRemoto(nullptr);
+    CTQComPtr<ITQAmostra> p;
+    HRESULT hr = E_FAIL;
+    for (int i = 0; i < 20 && FAILED(hr = p.CoCreateInstance(__uuidof(TQGE_Apontamentos))); ++i)
+        Sleep(250);
+    ASSERT_EQ(hr, S_OK);
+    EXPECT_EQ(Chama(p.GetInterface()), S_OK);
+}
+
 class Ambiente : public ::testing::Environment {
 public:
     void SetUp() override {
         ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)));
         const HRESULT hr = TQCoInitializeSecurity();
         ASSERT_TRUE(hr == S_OK || hr == RPC_E_TOO_LATE) << std::hex << hr;
-        ASSERT_EQ(Executa("\"" + DiretorioDoPrograma() + "tqge_servidor_amostra.exe\" /RegServer"),
+        // The sweep's scenario, as wine names a Linux path.
+        ASSERT_EQ(Executa("\"" + DiretorioDoPrograma() +
+                          "tqge_servidor_amostra.exe\" /RegServer /Cenario \"Z:" TQGE_DADOS_TESTE
+                          "/varredura.json\""),
                   0u);
     }
     void TearDown() override {
@@ -114,19 +144,6 @@ protected:
     tq::teste::GravadorTrace trace;
     tq::teste::GravadorEventos eventos;
 };
-
-// KeepAlive calls the server has answered, to any of its objects.
-LONG Pings(ITQAmostra* p) {
-    LONG n = -1;
-    EXPECT_EQ(p->GetPings(&n), S_OK);
-    return n;
-}
-
-// A call that reaches the server.
-HRESULT Chama(ITQAmostra* p) {
-    DWORD dwPid = 0;
-    return p->GetPid(&dwPid);
-}
 
 } // namespace
 
@@ -208,14 +225,20 @@ TEST_F(ComReal, ServidorMortoDa800706BA) {
             EXPECT_EQ(std::string(r.sFuncao.GetString()), "TQComPtr_ThreadKeepServerAlive");
         }
     }
-    // Put COM back for whatever runs next, and prove it is back.
-    if (tq::RodandoSobWine())
-        EncerraRpcss();
-    ServidorRemoto(nullptr);
-    CTQComPtr<ITQAmostra> p;
-    HRESULT hr = E_FAIL;
-    for (int i = 0; i < 20 && FAILED(hr = p.CoCreateInstance(__uuidof(TQGE_Apontamentos))); ++i)
-        Sleep(250);
-    ASSERT_EQ(hr, S_OK);
-    EXPECT_EQ(Chama(p.GetInterface()), S_OK);
+    Restaura();
+}
+
+TEST_F(ComReal, VarreduraDeFalhasForaDoProcesso) {
+    tq::teste::EspiaContadora espia;
+    tq::teste::VarreFalhas(espia, {kIndisponivel, static_cast<HRESULT>(0x80010108u), E_FAIL});
+}
+
+// The server's process ends inside a call: wine answers that call 0x800706BE and every later one
+// 0x800706BA, as Windows does.
+TEST_F(ComReal, ServidorEncerradoNoMeioDoCalculo) {
+    {
+        tq::teste::EspiaContadora espia;
+        EXPECT_EQ(tq::teste::ServidorEncerradoNoMeio(espia), static_cast<HRESULT>(0x800706BEu));
+    }
+    Restaura();
 }
