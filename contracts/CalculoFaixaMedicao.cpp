@@ -7,23 +7,6 @@
 
 namespace {
 
-// A server that sent a count its array cannot hold, or a count with no array.
-constexpr HRESULT kDadosRuins = static_cast<HRESULT>(0x800706F7u); // RPC_X_BAD_STUB_DATA
-
-// How many whole records the block a count came with really holds.
-ULONG NoBloco(const _REG_APONTAMENTO_PS* p, ULONG n) {
-    const std::size_t nBloco = tq::detail::TamanhoDoBlocoDeTarefa(p) / sizeof *p;
-    return nBloco < n ? static_cast<ULONG>(nBloco) : n;
-}
-
-bool EntradasChegaram(const _REG_APONTAMENTO_PS* p, ULONG n) {
-    for (ULONG i = 0; i < n; ++i)
-        if (p[i].qtdItens != 0 &&
-            !tq::BlocoComporta(p[i].itens, std::size_t{p[i].qtdItens} * sizeof *p[i].itens))
-            return false;
-    return true;
-}
-
 // The money type's arithmetic on raw currency values (the OLE Automation functions).
 tagCY Soma(tagCY a, tagCY b) {
     return (CGeCurrencyEx(a) + b).GetAsCurrency();
@@ -69,13 +52,9 @@ HRESULT CCalculoFaixaMedicao::GetMedicoes(ULONG contrato, CTQMa mes,
     CoTaskMemFree(consulta.buffer);
     if (FAILED(hr))
         return hr;
-    if (n != 0 && !tq::BlocoComporta(p, std::size_t{n} * sizeof *p)) {
-        tq::LiberaApontamentos(p, NoBloco(p, n));
-        return kDadosRuins;
-    }
-    if (!EntradasChegaram(p, n)) {
+    if (!tq::ApontamentosChegaram(p, n)) {
         tq::LiberaApontamentos(p, n);
-        return kDadosRuins;
+        return tq::kDadosRuins;
     }
     // Byte for byte: the measurement-entry arrays inside the records are taken over as they are.
     apontamentos.SetDados(p, n);
@@ -113,9 +92,12 @@ HRESULT CCalculoFaixaMedicao::CalculaItens(CTQMa mes) {
         hr = m_pFaixa->LeFaixa(faixasDoContrato[i].GetCodigoFaixa(), &faixa);
         if (FAILED(hr))
             return hr;
-        if (faixa.qtdBandas != 0 &&
-            !tq::BlocoComporta(faixa.bandas, std::size_t{faixa.qtdBandas} * sizeof *faixa.bandas))
-            return kDadosRuins; // the bands go with the next calculation, as any others
+        if (!tq::ArrayChegou(faixa.bandas, faixa.qtdBandas)) {
+            // The bands go with the next calculation, as any others; their count is cut to what
+            // came, so that nobody walking GetFaixas reads past them.
+            faixa.qtdBandas = tq::RegistrosNoBloco(faixa.bandas, faixa.qtdBandas);
+            return tq::kDadosRuins;
+        }
         const tagCY* total = totais.Procura(faixa.servico);
         AdicionaItemPorFaixa(total ? *total : tagCY{}, faixa,
                              faixasDoContrato[i].GetArrClassificacoes());

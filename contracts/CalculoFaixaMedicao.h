@@ -32,6 +32,9 @@ public:
 
     CCalculoFaixaMedicao(const CString& sTexto, USHORT wNumero, ULONG dwNumero)
         : CGeParametrosConexao(sTexto, wNumero, dwNumero) {}
+    // The band arrays are the object's alone: a copy would free them a second time.
+    CCalculoFaixaMedicao(const CCalculoFaixaMedicao&) = delete;
+    CCalculoFaixaMedicao& operator=(const CCalculoFaixaMedicao&) = delete;
 
     // Opens and initialises both servers, once: a later call returns 0 at once. A failure is
     // returned and leaves nothing open, so that the next call starts again.

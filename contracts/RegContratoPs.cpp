@@ -1,5 +1,7 @@
 #include "contracts/RegContratoPs.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 
 CRegContratoPs::CRegContratoPs(const _REG_CONTRATO_PS& reg)
@@ -17,11 +19,18 @@ void CRegContratoPs::SetCodigo(const CTQString& codigo) {
 
 ULONG CRegContratoPs::GetPonteiroContrato() {
     if (!m_bPonteiro) {
-        // The suite's atol gives a 32-bit long; the division is unsigned.
-        m_ponteiro = static_cast<ULONG>(std::atol(m_codigo)) / 10;
+        m_ponteiro = PonteiroDoCodigo(m_codigo);
         m_bPonteiro = true;
     }
     return m_ponteiro;
+}
+
+ULONG CRegContratoPs::PonteiroDoCodigo(const char* pszCodigo) {
+    // atol as the suite's 32-bit long reads it on every platform: a number beyond that range
+    // saturates, as Windows' atol does; then the unsigned division drops the check digit.
+    const long long v = std::strtoll(pszCodigo ? pszCodigo : "", nullptr, 10);
+    const LONG n = static_cast<LONG>(std::clamp<long long>(v, INT32_MIN, INT32_MAX));
+    return static_cast<ULONG>(n) / 10;
 }
 
 void CRegContratoPs::SetPonteiroContrato(ULONG ponteiro) {

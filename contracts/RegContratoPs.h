@@ -22,6 +22,9 @@ public:
     // divided by 10 in unsigned arithmetic (the last digit is a check digit), then cached.
     ULONG GetPonteiroContrato();
     void SetPonteiroContrato(ULONG ponteiro);
+    // That number for a code: atol as a 32-bit long reads it (beyond its range it saturates,
+    // as on Windows), divided by 10.
+    static ULONG PonteiroDoCodigo(const char* pszCodigo);
 
     CArrayFaixas& GetArrFaixas() { return m_faixas; }
     const CArrayFaixas& GetArrFaixas() const { return m_faixas; }

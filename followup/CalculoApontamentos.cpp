@@ -11,9 +11,6 @@
 
 namespace {
 
-// A server that sent a count its array cannot hold, or a count with no array.
-constexpr HRESULT kDadosRuins = static_cast<HRESULT>(0x800706F7u); // RPC_X_BAD_STUB_DATA
-
 constexpr std::size_t kBaldesTratados = 17;
 
 unsigned long long Modulo(LONGLONG v) {
@@ -24,44 +21,6 @@ unsigned long long Modulo(LONGLONG v) {
 LONGLONG ArredondaParaDoisDecimais(LONGLONG bruto) {
     const unsigned long long m = (Modulo(bruto) + 50) / 100 * 100;
     return bruto < 0 ? static_cast<LONGLONG>(0 - m) : static_cast<LONGLONG>(m);
-}
-
-// How many whole records the block a count came with really holds.
-template <class T>
-ULONG NoBloco(const T* p, ULONG n) {
-    const std::size_t nBloco = tq::detail::TamanhoDoBlocoDeTarefa(p) / sizeof(T);
-    return nBloco < n ? static_cast<ULONG>(nBloco) : n;
-}
-
-// Whether every record's items came in a block that holds them.
-bool ItensChegaram(const _REG_APONTAMENTO_PS* p, ULONG n) {
-    for (ULONG i = 0; i < n; ++i)
-        if (p[i].qtdItens != 0 &&
-            !tq::BlocoComporta(p[i].itens, std::size_t{p[i].qtdItens} * sizeof *p[i].itens))
-            return false;
-    return true;
-}
-
-// Whether each item's text ends within its block, and its classification list and each
-// classification's description came whole.
-bool ItensDeContratoChegaram(const _REG_ITEM_CONTRATO_PS* p, ULONG n) {
-    const auto textoChegou = [](const char* psz) {
-        return !psz || std::memchr(psz, '\0', tq::detail::TamanhoDoBlocoDeTarefa(psz)) != nullptr;
-    };
-    for (ULONG i = 0; i < n; ++i) {
-        const _REG_ITEM_CONTRATO_PS& item = p[i];
-        if (!textoChegou(item.texto))
-            return false;
-        if (item.qtdClassificacoes == 0)
-            continue;
-        if (!tq::BlocoComporta(item.classificacoes,
-                               std::size_t{item.qtdClassificacoes} * sizeof *item.classificacoes))
-            return false;
-        for (ULONG c = 0; c < item.qtdClassificacoes; ++c)
-            if (!textoChegou(item.classificacoes[c].descricao))
-                return false;
-    }
-    return true;
 }
 
 } // namespace
@@ -94,13 +53,10 @@ HRESULT CCalculoApontamentos::LeItens(ULONG contrato) {
     const HRESULT hr = m_pContratos->LeItens(contrato, &n, &p);
     if (FAILED(hr))
         return hr;
-    if (n != 0 && !tq::BlocoComporta(p, std::size_t{n} * sizeof *p)) {
-        tq::LiberaItensContrato(p, NoBloco(p, n)); // what did come is still ours to free
-        return kDadosRuins;
-    }
-    if (!ItensDeContratoChegaram(p, n)) {
+    // What did come of a refused answer is still ours to free (no further than its blocks).
+    if (!tq::ItensContratoChegaram(p, n)) {
         tq::LiberaItensContrato(p, n);
-        return kDadosRuins;
+        return tq::kDadosRuins;
     }
     for (ULONG i = 0; i < n; ++i)
         m_itens.Add(CRegItemContrato(p[i]));
@@ -120,10 +76,9 @@ HRESULT CCalculoApontamentos::GetApontamentos(ULONG contrato, CTQMa ma,
     HRESULT hr = m_pApontamentos->LePosicoes(filtro, &nPosicoes, &pPosicoes);
     if (FAILED(hr))
         return hr;
-    if (nPosicoes != 0 &&
-        !tq::BlocoComporta(pPosicoes, std::size_t{nPosicoes} * sizeof *pPosicoes)) {
+    if (!tq::ArrayChegou(pPosicoes, nPosicoes)) {
         CoTaskMemFree(pPosicoes);
-        return kDadosRuins;
+        return tq::kDadosRuins;
     }
     ULONG n = 0;
     _REG_APONTAMENTO_PS* p = nullptr;
@@ -131,13 +86,9 @@ HRESULT CCalculoApontamentos::GetApontamentos(ULONG contrato, CTQMa ma,
     CoTaskMemFree(pPosicoes);
     if (FAILED(hr))
         return hr;
-    if (n != 0 && !tq::BlocoComporta(p, std::size_t{n} * sizeof *p)) {
-        tq::LiberaApontamentos(p, NoBloco(p, n));
-        return kDadosRuins;
-    }
-    if (!ItensChegaram(p, n)) {
+    if (!tq::ApontamentosChegaram(p, n)) {
         tq::LiberaApontamentos(p, n);
-        return kDadosRuins;
+        return tq::kDadosRuins;
     }
     // Copied byte for byte: each record's item array comes along, to be freed with the records.
     apontamentos.SetDados(p, n);

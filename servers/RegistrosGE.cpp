@@ -1,5 +1,7 @@
 #include "servers/RegistrosGE.h"
 
+#include "tqlibex/AlocadorTarefas.h"
+
 #include <ComApi.h>
 
 #include <cstring>
@@ -17,6 +19,7 @@ void Libera(T*& p) {
 void LiberaClassificacoes(_REG_CLASSIFICACAO_GE_PS* p, ULONG n) {
     if (!p)
         return;
+    n = RegistrosNoBloco(p, n);
     for (ULONG i = 0; i < n; ++i)
         Libera(p[i].descricao);
     CoTaskMemFree(p);
@@ -31,6 +34,7 @@ void LiberaItemContrato(_REG_ITEM_CONTRATO_PS& item) {
 void LiberaItensContrato(_REG_ITEM_CONTRATO_PS* p, ULONG n) {
     if (!p)
         return;
+    n = RegistrosNoBloco(p, n);
     for (ULONG i = 0; i < n; ++i)
         LiberaItemContrato(p[i]);
     CoTaskMemFree(p);
@@ -39,6 +43,7 @@ void LiberaItensContrato(_REG_ITEM_CONTRATO_PS* p, ULONG n) {
 void LiberaApontamentos(_REG_APONTAMENTO_PS* p, ULONG n) {
     if (!p)
         return;
+    n = RegistrosNoBloco(p, n);
     for (ULONG i = 0; i < n; ++i)
         Libera(p[i].itens);
     CoTaskMemFree(p);
@@ -49,13 +54,60 @@ void LiberaFaixa(REG_FAIXA_PS& faixa) {
 }
 
 void LiberaContrato(_REG_CONTRATO_PS& contrato) {
-    if (contrato.faixas)
-        for (ULONG i = 0; i < contrato.qtdFaixas; ++i) {
-            _REG_FAIXA_CONTRATO_PS& f = contrato.faixas[i];
-            LiberaClassificacoes(std::exchange(f.classificacoes, nullptr), f.qtdClassificacoes);
-        }
+    const ULONG nFaixas = RegistrosNoBloco(contrato.faixas, contrato.qtdFaixas);
+    for (ULONG i = 0; i < nFaixas; ++i) {
+        _REG_FAIXA_CONTRATO_PS& f = contrato.faixas[i];
+        LiberaClassificacoes(std::exchange(f.classificacoes, nullptr), f.qtdClassificacoes);
+    }
     Libera(contrato.faixas);
     contrato.qtdFaixas = 0;
+}
+
+namespace {
+bool TextoChegou(const char* psz) {
+    if (!psz)
+        return true;
+    const std::size_t n = detail::TamanhoDoBlocoDeTarefa(psz);
+    return n == SIZE_MAX || std::memchr(psz, '\0', n) != nullptr;
+}
+
+bool ClassificacoesChegaram(const _REG_CLASSIFICACAO_GE_PS* p, ULONG n) {
+    if (!ArrayChegou(p, n))
+        return false;
+    for (ULONG i = 0; i < n; ++i)
+        if (!TextoChegou(p[i].descricao))
+            return false;
+    return true;
+}
+} // namespace
+
+bool ItensContratoChegaram(const _REG_ITEM_CONTRATO_PS* p, ULONG n) {
+    if (!ArrayChegou(p, n))
+        return false;
+    for (ULONG i = 0; i < n; ++i)
+        if (!TextoChegou(p[i].texto) ||
+            !ClassificacoesChegaram(p[i].classificacoes, p[i].qtdClassificacoes))
+            return false;
+    return true;
+}
+
+bool ContratoChegou(const _REG_CONTRATO_PS& contrato) {
+    if (!ArrayChegou(contrato.faixas, contrato.qtdFaixas))
+        return false;
+    for (ULONG i = 0; i < contrato.qtdFaixas; ++i)
+        if (!ClassificacoesChegaram(contrato.faixas[i].classificacoes,
+                                    contrato.faixas[i].qtdClassificacoes))
+            return false;
+    return true;
+}
+
+bool ApontamentosChegaram(const _REG_APONTAMENTO_PS* p, ULONG n) {
+    if (!ArrayChegou(p, n))
+        return false;
+    for (ULONG i = 0; i < n; ++i)
+        if (!ArrayChegou(p[i].itens, p[i].qtdItens))
+            return false;
+    return true;
 }
 
 void LiberaApontamentoCalculado(REG_APONTAMENTO_CALCULADO& linha) {

@@ -104,7 +104,9 @@ TQ_DESLOCAMENTO(REG_APONTAMENTO_CALCULADO, itemContrato, 288, 288);
 
 namespace tq {
 // What the receiver of each record owns, freed with CoTaskMemFree and the pointers cleared: an
-// array goes after the blocks its elements own. Null arrays and texts are passed over.
+// array goes after the blocks its elements own. Null arrays and texts are passed over, and no
+// more elements are visited than their block holds, whatever the count says: an answer refused
+// for its counts is freed through these too.
 void LiberaClassificacoes(_REG_CLASSIFICACAO_GE_PS* p, ULONG n);
 void LiberaItemContrato(_REG_ITEM_CONTRATO_PS& item);
 void LiberaItensContrato(_REG_ITEM_CONTRATO_PS* p, ULONG n);
@@ -113,6 +115,14 @@ void LiberaFaixa(REG_FAIXA_PS& faixa);
 void LiberaContrato(_REG_CONTRATO_PS& contrato);
 // What a priced line owns: its contract item's text and classification list.
 void LiberaApontamentoCalculado(REG_APONTAMENTO_CALCULADO& linha);
+
+// Whether an answer came whole: every count held to the block its array came in, every text
+// ending inside its block. In one process nothing else tells a receiver that a server's count
+// runs past its array; a refused answer gets HRESULT_FROM_WIN32(RPC_X_BAD_STUB_DATA).
+constexpr HRESULT kDadosRuins = static_cast<HRESULT>(0x800706F7u);
+bool ItensContratoChegaram(const _REG_ITEM_CONTRATO_PS* p, ULONG n);
+bool ContratoChegou(const _REG_CONTRATO_PS& contrato);
+bool ApontamentosChegaram(const _REG_APONTAMENTO_PS* p, ULONG n);
 } // namespace tq
 
 namespace tq {

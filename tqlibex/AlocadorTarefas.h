@@ -4,6 +4,7 @@
 #pragma once
 
 #include "tqlibex/Escopo.h"
+#include "tqlibex/WinTypes.h"
 
 #include <cstddef>
 
@@ -34,6 +35,24 @@ namespace detail {
 // The size the task allocator gave a block (IMalloc::GetSize on Windows); SIZE_MAX when the
 // platform cannot tell.
 std::size_t TamanhoDoBlocoDeTarefa(const void* pBloco);
+} // namespace detail
+
+// How many of the n records a server's count announces the block really holds. Divides rather
+// than multiplies: n times the record's size wraps a 32-bit size_t.
+template <class T>
+ULONG RegistrosNoBloco(const T* p, ULONG n) {
+    if (!p)
+        return 0;
+    const std::size_t nBloco = detail::TamanhoDoBlocoDeTarefa(p) / sizeof(T);
+    return nBloco < n ? static_cast<ULONG>(nBloco) : n;
+}
+// Whether an array of n records came whole (no records need no array).
+template <class T>
+bool ArrayChegou(const T* p, ULONG n) {
+    return n == 0 || RegistrosNoBloco(p, n) == n;
+}
+
+namespace detail {
 
 // Makes the platform's task allocator report to the installed spy: on Windows an IMallocSpy
 // registered with ole32 once (and kept, since blocks may outlive any scope); on POSIX the

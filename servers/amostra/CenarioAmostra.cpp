@@ -1,5 +1,6 @@
 #include "servers/amostra/CenarioAmostra.h"
 
+#include "contracts/RegContratoPs.h"
 #include "foundation/GeCurrencyEx.h"
 #include "foundation/TQDma.h"
 
@@ -290,7 +291,7 @@ const std::map<std::string, ETipoHostil>& TiposHostis() {
 } // namespace
 
 ULONG PonteiroDoCodigo(const std::string& codigo) {
-    return static_cast<ULONG>(std::atol(codigo.c_str())) / 10;
+    return CRegContratoPs::PonteiroDoCodigo(codigo.c_str());
 }
 
 CDadosAmostra LeCenario(const std::string& texto) {

@@ -42,6 +42,8 @@ HRESULT LeContratoDoServidor(ULONG pontContr, CRegContratoPs& contrato) {
     _REG_CONTRATO_PS reg{};
     if (SUCCEEDED(hr))
         hr = p->LeContrato(pontContr, &reg);
+    if (SUCCEEDED(hr) && !ContratoChegou(reg))
+        hr = kDadosRuins;
     if (SUCCEEDED(hr))
         contrato = CRegContratoPs(reg);
     LiberaContrato(reg);
@@ -64,14 +66,25 @@ std::string NomeDoStatus(HRESULT hr) {
 }
 
 // ---- Why each line is there -----------------------------------------------------------------
+// The explanations add as the calculations do: the time calculation's totals in plain 64-bit
+// arithmetic that wraps, the ranges calculation's through the money value.
+
+LONGLONG SomaComVolta(LONGLONG a, LONGLONG b) {
+    return static_cast<LONGLONG>(static_cast<unsigned long long>(a) +
+                                 static_cast<unsigned long long>(b));
+}
+
+tagCY SomaMoeda(tagCY a, tagCY b) {
+    return (CGeCurrencyEx(a) + b).GetAsCurrency();
+}
 
 void ExplicaApontamentos(std::ostringstream& out, const CDadosAmostra& e) {
     std::map<ULONG, std::pair<LONGLONG, LONGLONG>> gravado; // service -> quantity, discount
     for (const Apontamento& a : e.apontamentos)
         for (const ItemApontamento& i : a.itens) {
             auto& g = gravado[i.servico];
-            g.first += i.quantidade.int64;
-            g.second += i.descTotal.int64;
+            g.first = SomaComVolta(g.first, i.quantidade.int64);
+            g.second = SomaComVolta(g.second, i.descTotal.int64);
         }
     std::set<ULONG> tratados;
     out << "Por que:\n";
@@ -101,7 +114,7 @@ void ExplicaApontamentos(std::ostringstream& out, const CDadosAmostra& e) {
             out << "gravado " << Moeda(q) << " ao preco unitario\n";
         } else if (q.int64 > item.franquia) {
             tagCY exc;
-            exc.int64 = q.int64 - item.franquia;
+            exc.int64 = SomaComVolta(q.int64, 0 - static_cast<unsigned long long>(item.franquia));
             out << "gravado " << Moeda(q) << "; a franquia de " << Moeda(f)
                 << " cobrada inteira ao preco unitario e o excedente de " << Moeda(exc)
                 << " ao preco excedente\n";
@@ -124,9 +137,8 @@ void ExplicaApontamentos(std::ostringstream& out, const CDadosAmostra& e) {
 }
 
 // The bands of one range walked as the calculation walks them, to say why each line is there.
-void ExplicaFaixa(std::ostringstream& out, const Faixa& f, LONGLONG total) {
-    tagCY resto;
-    resto.int64 = total;
+void ExplicaFaixa(std::ostringstream& out, const Faixa& f, tagCY total) {
+    tagCY resto = total;
     out << Formata("  faixa %u, servico %u: medido ", static_cast<unsigned>(f.codigo),
                    static_cast<unsigned>(f.servico))
         << Moeda(resto) << " no mes\n";
@@ -155,7 +167,7 @@ void ExplicaFaixa(std::ostringstream& out, const Faixa& f, LONGLONG total) {
             return;
         }
         out << "cheia\n";
-        resto.int64 -= largura.int64;
+        resto = (CGeCurrencyEx(resto) - largura).GetAsCurrency();
     }
     if (resto.int64 != 0)
         out << "    sobra " << Moeda(resto) << " alem da ultima banda: nao cobrada\n";
@@ -184,8 +196,10 @@ std::string Brasileiro(LONGLONG bruto, int nDecimais) {
             r += '.';
         r += inteiros[i];
     }
-    if (ponto != std::string::npos)
-        r += "," + t.substr(ponto + 1);
+    if (ponto != std::string::npos) {
+        r += ',';
+        r.append(t, ponto + 1);
+    }
     return r;
 }
 
@@ -298,10 +312,10 @@ std::string ParaTexto(const CResultado& r, const CDadosAmostra& e, ULONG pontCon
             out << Formata("%8u %14s %14s\n", static_cast<unsigned>(i.Servico),
                            Moeda(i.Quantidade).c_str(), Moeda(i.Valor).c_str());
         out << "Por que:\n";
-        std::map<ULONG, LONGLONG> medido;
+        std::map<ULONG, tagCY> medido;
         for (const Apontamento& a : e.apontamentos)
             for (const ItemApontamento& i : a.itens)
-                medido[i.servico] += i.quantidade.int64;
+                medido[i.servico] = SomaMoeda(medido[i.servico], i.quantidade);
         if (!e.contratos.empty())
             for (const FaixaContrato& fc : e.contratos[0].faixas) {
                 const Faixa* f = nullptr;
@@ -334,15 +348,6 @@ CDadosAmostra Filtra(const CDadosAmostra& dados, ULONG pontContr, CTQMa mes) {
     f.faixas = dados.faixas;
     return f;
 }
-
-namespace {
-// A count a server sent, held to the block it came in.
-template <class T>
-bool Chegou(const T* p, ULONG n) {
-    return n == 0 || BlocoComporta(p, std::size_t{n} * sizeof(T));
-}
-constexpr HRESULT kDadosRuins = static_cast<HRESULT>(0x800706F7u); // RPC_X_BAD_STUB_DATA
-} // namespace
 
 HRESULT CServidores::Abre(std::string& relatorio) {
     const _REG_CONEXAO_PS conexao = RegistroDeConexao(kConexaoTexto, kConexaoNumero, 0);
@@ -383,8 +388,10 @@ HRESULT LeEntradas(CServidores& servidores, ULONG pontContr, CTQMa mes, CDadosAm
     hr = pContratos->LeContrato(pontContr, &contrato);
     if (FAILED(hr))
         return hr;
-    if (!Chegou(contrato.faixas, contrato.qtdFaixas))
+    if (!ContratoChegou(contrato)) {
+        LiberaContrato(contrato);
         return kDadosRuins;
+    }
     Contrato c;
     c.codigo = TextoDoCampo(contrato.codigo, sizeof contrato.codigo).str();
     c.ponteiro = contrato.pontContr;
@@ -406,8 +413,10 @@ HRESULT LeEntradas(CServidores& servidores, ULONG pontContr, CTQMa mes, CDadosAm
     hr = pContratos->LeItens(pontContr, &n, &pItens);
     if (FAILED(hr))
         return hr;
-    if (!Chegou(pItens, n))
+    if (!ItensContratoChegaram(pItens, n)) {
+        LiberaItensContrato(pItens, n);
         return kDadosRuins;
+    }
     for (ULONG i = 0; pItens && i < n; ++i)
         c.itens.push_back({pItens[i].servico, pItens[i].precoUnitario.int64,
                            pItens[i].precoExcedente.int64, pItens[i].franquia.int64,
@@ -421,8 +430,10 @@ HRESULT LeEntradas(CServidores& servidores, ULONG pontContr, CTQMa mes, CDadosAm
         hr = pFaixa->LeFaixa(fc.codigo, &reg);
         if (FAILED(hr))
             return hr;
-        if (!Chegou(reg.bandas, reg.qtdBandas))
+        if (!ArrayChegou(reg.bandas, reg.qtdBandas)) {
+            LiberaFaixa(reg);
             return kDadosRuins;
+        }
         Faixa f{
             reg.codigo, reg.servico, TextoDoCampo(reg.descricao, sizeof reg.descricao).str(), {}};
         for (ULONG b = 0; reg.bandas && b < reg.qtdBandas; ++b)
@@ -441,16 +452,17 @@ HRESULT LeEntradas(CServidores& servidores, ULONG pontContr, CTQMa mes, CDadosAm
     _REG_PONTEIRO_APONTAMENTO_PS* pPosicoes = nullptr;
     _REG_APONTAMENTO_PS* pRegistros = nullptr;
     hr = pApontamentos->LePosicoes(filtro, &nPosicoes, &pPosicoes);
+    if (SUCCEEDED(hr) && !ArrayChegou(pPosicoes, nPosicoes))
+        hr = kDadosRuins;
     if (SUCCEEDED(hr))
         hr = pApontamentos->LeApontamentos(nPosicoes, pPosicoes, &nRegistros, &pRegistros);
     CoTaskMemFree(pPosicoes);
     if (FAILED(hr))
         return hr;
-    if (!Chegou(pRegistros, nRegistros))
+    if (!ApontamentosChegaram(pRegistros, nRegistros)) {
+        LiberaApontamentos(pRegistros, nRegistros);
         return kDadosRuins;
-    for (ULONG i = 0; i < nRegistros; ++i)
-        if (!Chegou(pRegistros[i].itens, pRegistros[i].qtdItens))
-            return kDadosRuins;
+    }
     for (ULONG i = 0; pRegistros && i < nRegistros; ++i) {
         const _REG_APONTAMENTO_PS& r = pRegistros[i];
         Apontamento a;
