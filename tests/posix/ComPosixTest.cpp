@@ -165,7 +165,6 @@ TEST(ComPosix, KeepAliveDePontaAPonta) {
         ASSERT_EQ(p.CoCreateInstance(kClsid), S_OK);
         ASSERT_TRUE(p.TemKeepAlive());
         EXPECT_TRUE(servidor.EsperaKeepAlives(3));
-        EXPECT_EQ(p->Inicializa(3), S_OK);
     }
     EXPECT_EQ(CoRevokeClassObject(dwCookie), S_OK);
     EXPECT_EQ(servidor.Referencias(), 1u);
