@@ -134,9 +134,8 @@ private:
     std::atomic<ULONG> m_nRefs{1};
 };
 
-// The platform's threads, events and messages, with every COM answer scripted. Installed for
-// its lifetime. Marshalling hands the AddRef'd pointer over in a token that only this primitive
-// reads, so the fake object needs no proxy on either platform.
+// The platform's threads, events, messages and marshalling (the fake object is free-threaded, so
+// it needs no proxy), with every other COM answer scripted. Installed for its lifetime.
 class CPrimitivaRoteirizada : public CPrimitivaComDaPlataforma {
 public:
     CPrimitivaRoteirizada() : m_escopo(*this) {}
@@ -196,24 +195,10 @@ public:
     HRESULT CoMarshalInterThreadInterfaceInStream(REFIID riid, LPUNKNOWN pUnk,
                                                   LPSTREAM* ppStm) override {
         *ppStm = nullptr;
-        if (falha == "empacota")
-            return E_OUTOFMEMORY;
-        auto* pFicha = new Ficha{riid, nullptr};
-        pUnk->QueryInterface(riid, reinterpret_cast<void**>(&pFicha->p));
-        *ppStm = reinterpret_cast<LPSTREAM>(pFicha);
-        return S_OK;
-    }
-    HRESULT CoGetInterfaceAndReleaseStream(LPSTREAM pStm, REFIID iid, LPVOID* ppv) override {
-        auto* pFicha = reinterpret_cast<Ficha*>(pStm);
-        HRESULT hr = S_OK;
-        if (iid == pFicha->iid) {
-            *ppv = pFicha->p; // the token's reference goes along: no passing extra count
-        } else {
-            hr = pFicha->p->QueryInterface(iid, ppv);
-            pFicha->p->Release();
-        }
-        delete pFicha;
-        return hr;
+        return falha == "empacota"
+                   ? E_OUTOFMEMORY
+                   : CPrimitivaComDaPlataforma::CoMarshalInterThreadInterfaceInStream(riid, pUnk,
+                                                                                      ppStm);
     }
     HRESULT CoInitializeEx(LPVOID pvReserved, DWORD dwCoInit) override {
         ++nEntradasApartamento;
@@ -264,10 +249,6 @@ public:
     }
 
 private:
-    struct Ficha {
-        IID iid;
-        IUnknown* p;
-    };
     struct Inicio {
         LPTHREAD_START_ROUTINE pfn;
         LPVOID p;

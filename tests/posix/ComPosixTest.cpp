@@ -1,14 +1,10 @@
-// The POSIX side of COM access: the class table, apartments, marshalling as a hand-over, thread
-// queues and timers, and the whole keep-alive path over them.
+// The POSIX side of COM access: the class table, apartments, thread queues and timers (the COM
+// access tests run the keep-alive path over them).
 #include "tqlibex/TQComPtr.h"
 
 #include "fakes/ComFalso.h"
-#include "support/Gravadores.h"
-#include "tqlibex/Registro.h"
 
 #include <gtest/gtest.h>
-
-#include <thread>
 
 namespace {
 
@@ -51,6 +47,12 @@ TEST(ComPosix, TabelaDeClasses) {
 
     EXPECT_EQ(CoCreateInstanceEx(kClsid, &servidor, CLSCTX_ALL, nullptr, 1, &mqi),
               CLASS_E_NOAGGREGATION);
+    // Marshalling hands the pointer over (the COM access tests pass it to their threads), and
+    // refuses an interface the object lacks.
+    IStream* pStream = nullptr;
+    EXPECT_EQ(CoMarshalInterThreadInterfaceInStream(__uuidof(IClassFactory), &servidor, &pStream),
+              E_NOINTERFACE);
+    EXPECT_EQ(pStream, nullptr);
     EXPECT_EQ(CoRevokeClassObject(dwCookie), S_OK);
     EXPECT_EQ(CoRevokeClassObject(dwCookie), CO_E_OBJNOTREG);
     EXPECT_EQ(fabrica.Referencias(), 1u);
@@ -71,31 +73,6 @@ TEST(ComPosix, ApartamentosComoNoWindows) {
     CoUninitialize();
     EXPECT_EQ(CoCreateInstanceEx(kClsid, nullptr, CLSCTX_ALL, nullptr, 1, &mqi),
               CO_E_NOTINITIALIZED);
-}
-
-TEST(ComPosix, EmpacotamentoEntregaUmaVez) {
-    Apartamento apartamento;
-    tq::teste::CServidorFalso servidor;
-    IStream* pStream = nullptr;
-    ASSERT_EQ(CoMarshalInterThreadInterfaceInStream(__uuidof(ITQUnknown), &servidor, &pStream),
-              S_OK);
-    EXPECT_EQ(servidor.Referencias(), 2u) << "the stream holds a reference";
-    ITQUnknown* pRecebido = nullptr;
-    std::thread outra([&] {
-        Apartamento mta;
-        EXPECT_EQ(CoGetInterfaceAndReleaseStream(pStream, __uuidof(ITQUnknown),
-                                                 reinterpret_cast<void**>(&pRecebido)),
-                  S_OK);
-    });
-    outra.join();
-    ASSERT_EQ(pRecebido, static_cast<ITQUnknown*>(&servidor));
-    EXPECT_EQ(servidor.Referencias(), 2u) << "the stream's reference went with the pointer";
-    pRecebido->Release();
-
-    EXPECT_EQ(CoMarshalInterThreadInterfaceInStream(__uuidof(IClassFactory), &servidor, &pStream),
-              E_NOINTERFACE);
-    EXPECT_EQ(pStream, nullptr);
-    EXPECT_EQ(servidor.Referencias(), 1u);
 }
 
 TEST(ComPosix, MensagensETimersDeThread) {
@@ -138,35 +115,4 @@ TEST(ComPosix, MensagensETimersDeThread) {
     EXPECT_TRUE(CloseHandle(hThread));
     EXPECT_TRUE(CloseHandle(hPronto));
     EXPECT_FALSE(KillTimer(nullptr, 12345));
-}
-
-// The whole path on the platform primitive: a remote name in the registry, a factory in the
-// class table, a keep-alive thread pinging through the handed-over pointer.
-TEST(ComPosix, KeepAliveDePontaAPonta) {
-    Apartamento apartamento;
-    tq::CRegistroEmMemoria registro;
-    tq::CEscopoRegistro escopoRegistro(registro);
-    registro.DefineTexto(tq::ERaizRegistro::ClassesRoot,
-                         "CLSID\\{22222222-2222-3333-4444-555555555566}", "AppID",
-                         "{AAAAAAAA-2222-3333-4444-555555555555}");
-    registro.DefineTexto(tq::ERaizRegistro::ClassesRoot,
-                         "AppID\\{AAAAAAAA-2222-3333-4444-555555555555}", "RemoteServerName",
-                         "srv-negocios");
-    tq::teste::GravadorTrace trace;
-    tq::teste::CServidorFalso servidor;
-    tq::teste::CFabricaFalsa fabrica(servidor);
-    DWORD dwCookie = 0;
-    ASSERT_EQ(
-        CoRegisterClassObject(kClsid, &fabrica, CLSCTX_LOCAL_SERVER, REGCLS_MULTIPLEUSE, &dwCookie),
-        S_OK);
-    {
-        tq::teste::CEscopoIntervaloKeepAlive intervalo(2);
-        CTQComPtr<ITQTeste> p;
-        ASSERT_EQ(p.CoCreateInstance(kClsid), S_OK);
-        ASSERT_TRUE(p.TemKeepAlive());
-        EXPECT_TRUE(servidor.EsperaKeepAlives(3));
-    }
-    EXPECT_EQ(CoRevokeClassObject(dwCookie), S_OK);
-    EXPECT_EQ(servidor.Referencias(), 1u);
-    EXPECT_TRUE(trace.registros.empty());
 }

@@ -167,21 +167,7 @@ TEST_F(ComReal, ServidorLocalForaDoProcessoSemThread) {
     EXPECT_TRUE(eventos.eventos.empty());
 }
 
-TEST_F(ComReal, ServidorRemotoEPingadoPeloKeepAlive) {
-    ServidorRemoto(NomeDestaMaquina().c_str());
-    tq::teste::CEscopoIntervaloKeepAlive intervalo(50);
-    CTQComPtr<ITQAmostra> p;
-    ASSERT_EQ(p.CoCreateInstance(__uuidof(TQGE_Apontamentos)), S_OK);
-    ASSERT_TRUE(p.TemKeepAlive());
-    const LONG n0 = Pings(p.GetInterface());
-    LONG n = 0;
-    for (int i = 0; i < 400 && (n = Pings(p.GetInterface()) - n0) < 3; ++i)
-        Sleep(50);
-    EXPECT_GE(n, 3) << "the thread pings the real server through its own proxy";
-    p.Release();
-    EXPECT_FALSE(p.TemKeepAlive());
-}
-
+// The thread pings the real server through its own proxy; three FALSE answers end it.
 TEST_F(ComReal, TresRespostasFalsasEncerramOsPings) {
     // A local object keeps the server process up and scripts its next three answers before the
     // remote object's thread starts pinging.
