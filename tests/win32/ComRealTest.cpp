@@ -46,16 +46,11 @@ DWORD Executa(const std::string& linha) {
 }
 
 void ServidorRemoto(const char* pszNome) {
-    HKEY hKey;
-    ASSERT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, kChaveApp, 0, nullptr, 0,
-                              KEY_WRITE | KEY_WOW64_64KEY, nullptr, &hKey, nullptr),
-              ERROR_SUCCESS);
     if (pszNome)
-        RegSetValueExA(hKey, "RemoteServerName", 0, REG_SZ, reinterpret_cast<const BYTE*>(pszNome),
-                       static_cast<DWORD>(std::strlen(pszNome) + 1));
+        RegSetKeyValueA(HKEY_LOCAL_MACHINE, kChaveApp, "RemoteServerName", REG_SZ, pszNome,
+                        static_cast<DWORD>(std::strlen(pszNome) + 1));
     else
-        RegDeleteValueA(hKey, "RemoteServerName");
-    RegCloseKey(hKey);
+        RegDeleteKeyValueA(HKEY_LOCAL_MACHINE, kChaveApp, "RemoteServerName");
 }
 
 // This machine's own name: a "remote" server that Windows reaches through DCOM and wine, which
