@@ -78,6 +78,7 @@ TEST_F(CalculoFaixaMedicao, Casos) {
             EXPECT_EQ(json::parse(tq::calc::ItensFaixa(calculo.GetItens()).dump()),
                       esperado["itens"]);
             CArrayItensFaixa servicos;
+            servicos.Add(CItemCalculoFaixaMedicao()); // what the caller had goes
             calculo.GetServicosFaturamento(servicos);
             EXPECT_EQ(json::parse(tq::calc::ItensFaixa(servicos).dump()), esperado["servicos"]);
             if (esperado.contains("classificacoes")) {
