@@ -14,12 +14,7 @@
 #include <vector>
 
 // A server interface as the business servers declare theirs: ITQUnknown first.
-struct ITQTeste : public ITQUnknown {
-    virtual HRESULT STDMETHODCALLTYPE Inicializa(LONG nValor) = 0;
-
-protected:
-    ~ITQTeste() = default;
-};
+struct ITQTeste : public ITQUnknown {};
 __CRT_UUID_DECL(ITQTeste, 0x1F0C5E2A, 0x3B7D, 0x4E11, 0x8A, 0x6C, 0x2D, 0x4B, 0x9E, 0x01, 0x7F,
                 0x33)
 
@@ -30,9 +25,6 @@ struct RespostaKeepAlive {
     BOOL bOK;
 };
 
-// IMarshal's identifier: the free-threaded marshaler answers for it.
-constexpr IID kIID_IMarshal = {0x00000003, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-
 class CServidorFalso final : public ITQTeste {
 public:
     // Free-threaded, as an in-process server object is: on Windows, ole32 then hands the pointer
@@ -42,22 +34,19 @@ public:
         if (m_pMarshaler)
             m_pMarshaler->Release();
     }
-    CServidorFalso(const CServidorFalso&) = delete;
-    CServidorFalso& operator=(const CServidorFalso&) = delete;
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-        if (!ppv)
-            return E_POINTER;
-        if (riid == kIID_IMarshal && m_pMarshaler)
+        // IMarshal: the free-threaded marshaler answers for it.
+        static constexpr IID kIMarshal = {0x00000003, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+        if (riid == kIMarshal && m_pMarshaler)
             return m_pMarshaler->QueryInterface(riid, ppv);
-        if (riid == __uuidof(IUnknown) || riid == __uuidof(ITQUnknown) ||
-            riid == __uuidof(ITQTeste)) {
-            *ppv = static_cast<ITQTeste*>(this);
-            AddRef();
-            return S_OK;
-        }
         *ppv = nullptr;
-        return E_NOINTERFACE;
+        if (riid != __uuidof(IUnknown) && riid != __uuidof(ITQUnknown) &&
+            riid != __uuidof(ITQTeste))
+            return E_NOINTERFACE;
+        *ppv = static_cast<ITQTeste*>(this);
+        AddRef();
+        return S_OK;
     }
     ULONG STDMETHODCALLTYPE AddRef() override { return ++m_nRefs; }
     // Never deletes: the test owns the object and checks that every reference came back.
@@ -69,7 +58,6 @@ public:
             m_bPreso = true;
             m_cv.notify_all();
             m_cv.wait_for(lock, std::chrono::seconds(30), [this] { return !m_bPrender; });
-            m_bPreso = false;
         }
         RespostaKeepAlive r{S_OK, TRUE};
         if (!m_roteiro.empty()) {
@@ -80,10 +68,6 @@ public:
         ++m_nKeepAlives;
         m_cv.notify_all();
         return r.hr;
-    }
-    HRESULT STDMETHODCALLTYPE Inicializa(LONG nValor) override {
-        m_nValor = nValor;
-        return S_OK;
     }
 
     void Roteiro(std::initializer_list<RespostaKeepAlive> respostas) {
@@ -108,17 +92,12 @@ public:
         std::unique_lock lock(m_mutex);
         return m_cv.wait_for(lock, std::chrono::seconds(20), [&] { return m_bPreso; });
     }
-    bool PingPreso() {
-        std::lock_guard lock(m_mutex);
-        return m_bPreso;
-    }
     void SoltaOPing() {
         std::lock_guard lock(m_mutex);
         m_bPrender = false;
         m_cv.notify_all();
     }
     ULONG Referencias() const { return m_nRefs; }
-    LONG m_nValor = 0;
 
 private:
     std::atomic<ULONG> m_nRefs{1};
@@ -134,21 +113,18 @@ class CFabricaFalsa final : public IClassFactory {
 public:
     explicit CFabricaFalsa(CServidorFalso& servidor) : m_servidor(servidor) {}
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-        if (riid == __uuidof(IUnknown) || riid == __uuidof(IClassFactory)) {
-            *ppv = static_cast<IClassFactory*>(this);
-            AddRef();
-            return S_OK;
-        }
         *ppv = nullptr;
-        return E_NOINTERFACE;
+        if (riid != __uuidof(IUnknown) && riid != __uuidof(IClassFactory))
+            return E_NOINTERFACE;
+        *ppv = static_cast<IClassFactory*>(this);
+        AddRef();
+        return S_OK;
     }
     ULONG STDMETHODCALLTYPE AddRef() override { return ++m_nRefs; }
     ULONG STDMETHODCALLTYPE Release() override { return --m_nRefs; }
     HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* pUnkOuter, REFIID riid,
                                              void** ppv) override {
-        if (pUnkOuter)
-            return CLASS_E_NOAGGREGATION;
-        return m_servidor.QueryInterface(riid, ppv);
+        return pUnkOuter ? CLASS_E_NOAGGREGATION : m_servidor.QueryInterface(riid, ppv);
     }
     HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
     ULONG Referencias() const { return m_nRefs; }
@@ -158,22 +134,8 @@ private:
     std::atomic<ULONG> m_nRefs{1};
 };
 
-// One call of CoCreateInstanceEx, as the primitive saw it.
-struct Criacao {
-    bool bComServerInfo;
-    std::u16string nomeServidor;
-    DWORD dwAuthnSvc, dwAuthnLevel, dwImpLevel;
-    DWORD dwClsCtx;
-};
-
-struct Blanket {
-    IUnknown* pProxy;
-    DWORD dwAuthnSvc, dwAuthzSvc, dwAuthnLevel, dwImpLevel, dwCapabilities;
-};
-
-// The platform's threads, events and messages, with every COM answer scripted. Installed for
-// its lifetime. Marshalling hands the AddRef'd pointer over in a token that only this primitive
-// reads, so the fake object needs no proxy on either platform.
+// The platform's threads, events, messages and marshalling (the fake object is free-threaded, so
+// it needs no proxy), with every other COM answer scripted. Installed for its lifetime.
 class CPrimitivaRoteirizada : public CPrimitivaComDaPlataforma {
 public:
     CPrimitivaRoteirizada() : m_escopo(*this) {}
@@ -183,33 +145,31 @@ public:
     // What the creations answer, in order; when the script runs out, S_OK with the object.
     std::deque<HRESULT> criacoes;
     ITQTeste* pObjeto = nullptr;
-    bool bInterfaceNula = false;
-    bool bInterfaceNaFalha = false; // a creation that does not answer 0 still sets the interface
-    bool bFalhaWow64 = false;
-    HRESULT hrBlanket = S_OK;
-    HRESULT hrEmpacota = S_OK;
-    bool bFalhaThread = false;
-    bool bFalhaInicio = false;
+    // The one call that misbehaves: wow64 (the bitness check fails), blanket (E_NOTIMPL),
+    // interface (a creation that does not answer 0 still sets the interface), nula (a creation
+    // that answers 0 sets none), empacota (E_OUTOFMEMORY), thread (no thread), inicio (the start
+    // message cannot be posted).
+    std::string falha;
 
-    std::vector<Criacao> vistas;
-    std::vector<Blanket> blankets;
+    // Every creation as "server/authentication service/level/impersonation/context", "-" for the
+    // server info when there is none; every blanket as "service/authorisation/level/
+    // impersonation/capabilities", with "*" first when it was not set on the created object.
+    std::vector<std::string> vistas, blankets;
     std::vector<DWORD> pausas; // every Sleep but Sleep(0), not slept
     std::vector<std::string> pings;
     std::atomic<int> nEntradasApartamento{0}, nSaidasApartamento{0}, nThreads{0};
 
     HRESULT CoCreateInstanceEx(REFCLSID, IUnknown*, DWORD dwClsCtx, COSERVERINFO* pServerInfo,
                                DWORD dwCount, MULTI_QI* pResults) override {
-        Criacao c{pServerInfo != nullptr, {}, 0, 0, 0, dwClsCtx};
+        std::string c = "-";
         if (pServerInfo) {
+            c.clear();
             for (const WCHAR* p = pServerInfo->pwszName; p && *p; ++p)
-                c.nomeServidor.push_back(static_cast<char16_t>(*p));
-            if (pServerInfo->pAuthInfo) {
-                c.dwAuthnSvc = pServerInfo->pAuthInfo->dwAuthnSvc;
-                c.dwAuthnLevel = pServerInfo->pAuthInfo->dwAuthnLevel;
-                c.dwImpLevel = pServerInfo->pAuthInfo->dwImpersonationLevel;
-            }
+                c.push_back(static_cast<char>(*p));
+            const COAUTHINFO& a = *pServerInfo->pAuthInfo;
+            c += Barras({a.dwAuthnSvc, a.dwAuthnLevel, a.dwImpersonationLevel});
         }
-        vistas.push_back(c);
+        vistas.push_back(c + Barras({dwClsCtx}));
         HRESULT hr = S_OK;
         if (!criacoes.empty()) {
             hr = criacoes.front();
@@ -218,7 +178,7 @@ public:
         for (DWORD i = 0; i < dwCount; ++i) {
             pResults[i].pItf = nullptr;
             pResults[i].hr = hr;
-            if ((hr == S_OK || bInterfaceNaFalha) && !bInterfaceNula)
+            if ((hr == S_OK || falha == "interface") && falha != "nula")
                 pResults[i].hr = pObjeto->QueryInterface(
                     *pResults[i].pIID, reinterpret_cast<void**>(&pResults[i].pItf));
         }
@@ -228,30 +188,17 @@ public:
                               DWORD dwAuthnLevel, DWORD dwImpLevel, void*,
                               DWORD dwCapabilities) override {
         blankets.push_back(
-            {pProxy, dwAuthnSvc, dwAuthzSvc, dwAuthnLevel, dwImpLevel, dwCapabilities});
-        return hrBlanket;
+            (pProxy == static_cast<IUnknown*>(pObjeto) ? "" : "*") +
+            Barras({dwAuthnSvc, dwAuthzSvc, dwAuthnLevel, dwImpLevel, dwCapabilities}).substr(1));
+        return falha == "blanket" ? E_NOTIMPL : S_OK;
     }
     HRESULT CoMarshalInterThreadInterfaceInStream(REFIID riid, LPUNKNOWN pUnk,
                                                   LPSTREAM* ppStm) override {
         *ppStm = nullptr;
-        if (FAILED(hrEmpacota))
-            return hrEmpacota;
-        auto* pFicha = new Ficha{riid, nullptr};
-        pUnk->QueryInterface(riid, reinterpret_cast<void**>(&pFicha->p));
-        *ppStm = reinterpret_cast<LPSTREAM>(pFicha);
-        return S_OK;
-    }
-    HRESULT CoGetInterfaceAndReleaseStream(LPSTREAM pStm, REFIID iid, LPVOID* ppv) override {
-        auto* pFicha = reinterpret_cast<Ficha*>(pStm);
-        HRESULT hr = S_OK;
-        if (iid == pFicha->iid) {
-            *ppv = pFicha->p; // the token's reference goes along: no passing extra count
-        } else {
-            hr = pFicha->p->QueryInterface(iid, ppv);
-            pFicha->p->Release();
-        }
-        delete pFicha;
-        return hr;
+        return falha == "empacota"
+                   ? E_OUTOFMEMORY
+                   : CPrimitivaComDaPlataforma::CoMarshalInterThreadInterfaceInStream(riid, pUnk,
+                                                                                      ppStm);
     }
     HRESULT CoInitializeEx(LPVOID pvReserved, DWORD dwCoInit) override {
         ++nEntradasApartamento;
@@ -263,10 +210,10 @@ public:
     }
     BOOL IsWow64Process(BOOL* pbWow64) override {
         *pbWow64 = FALSE;
-        return bFalhaWow64 ? FALSE : TRUE;
+        return falha != "wow64";
     }
     HANDLE CreateThread(LPTHREAD_START_ROUTINE pfn, LPVOID p, DWORD* pdwId) override {
-        if (bFalhaThread)
+        if (falha == "thread")
             return nullptr;
         ++nThreads;
         return CPrimitivaComDaPlataforma::CreateThread(&Trampolim, new Inicio{pfn, p, this}, pdwId);
@@ -282,14 +229,13 @@ public:
         return m_nEncerradas;
     }
     BOOL PostThreadMessageA(DWORD idThread, UINT uMsg, WPARAM wParam, LPARAM lParam) override {
-        if (bFalhaInicio && uMsg == WM_TQ_KEEPALIVE_INICIA) {
-            m_dwUltimoErro = 1444; // ERROR_INVALID_THREAD_ID
+        if (falha == "inicio" && uMsg == WM_TQ_KEEPALIVE_INICIA)
             return FALSE;
-        }
         return CPrimitivaComDaPlataforma::PostThreadMessageA(idThread, uMsg, wParam, lParam);
     }
     DWORD GetLastError() override {
-        return m_dwUltimoErro ? m_dwUltimoErro : CPrimitivaComDaPlataforma::GetLastError();
+        // ERROR_INVALID_THREAD_ID, for the start message that could not be posted
+        return falha == "inicio" ? 1444 : CPrimitivaComDaPlataforma::GetLastError();
     }
     void Sleep(DWORD dwMilliseconds) override {
         if (dwMilliseconds == 0)
@@ -303,15 +249,17 @@ public:
     }
 
 private:
-    struct Ficha {
-        IID iid;
-        IUnknown* p;
-    };
     struct Inicio {
         LPTHREAD_START_ROUTINE pfn;
         LPVOID p;
         CPrimitivaRoteirizada* pPrimitiva;
     };
+    static std::string Barras(std::initializer_list<DWORD> numeros) {
+        std::string s;
+        for (DWORD n : numeros)
+            s += "/" + std::to_string(n);
+        return s;
+    }
     static DWORD WINAPI Trampolim(LPVOID p) {
         auto* pInicio = static_cast<Inicio*>(p);
         const DWORD r = pInicio->pfn(pInicio->p);
@@ -322,7 +270,6 @@ private:
         primitiva.m_cvThreads.notify_all();
         return r;
     }
-    DWORD m_dwUltimoErro = 0;
     std::mutex m_mutexThreads;
     std::condition_variable m_cvThreads;
     int m_nEncerradas = 0;
@@ -336,8 +283,6 @@ public:
         detail::DefineIntervaloKeepAliveParaTestes(dwMs);
     }
     ~CEscopoIntervaloKeepAlive() { detail::DefineIntervaloKeepAliveParaTestes(m_dwAnterior); }
-    CEscopoIntervaloKeepAlive(const CEscopoIntervaloKeepAlive&) = delete;
-    CEscopoIntervaloKeepAlive& operator=(const CEscopoIntervaloKeepAlive&) = delete;
 
 private:
     DWORD m_dwAnterior;

@@ -88,21 +88,6 @@ TEST_F(CalculoApontamentos, Casos) {
     }
 }
 
-namespace {
-// One contract, one service with a franchise and an excess, one month of two records.
-CDadosAmostra Cenario() {
-    return tq::amostra::LeCenario(R"({
-        "contrato": {"codigo": "12345", "itens": [{"servico": 10, "precoUnitario": "2",
-                     "precoExcedente": "3", "franquia": "1", "texto": "Coleta",
-                     "classificacoes": [{"codigo": 1, "percentual": "100", "descricao": "Classe 1"}]}]},
-        "apontamentos": [
-            {"mes": "03/2024", "ponteiro": 1, "contrato": 1234, "codigo": "101", "listarNF": 1,
-             "itens": [{"servico": 10, "quantidade": "1.5", "descTotal": "0.1"}]},
-            {"mes": "03/2024", "ponteiro": 2, "contrato": 1234, "codigo": "102", "listarNF": 1,
-             "itens": [{"servico": 10, "quantidade": "2"}]}]})");
-}
-} // namespace
-
 TEST_F(CalculoApontamentos, NuncaInicializadoDevolveZeroENaoTocaNoResultado) {
     CCalculoApontamentos calculo;
     CCalculoApontamentos::CArrayCalculados linhas;
@@ -117,7 +102,9 @@ TEST_F(CalculoApontamentos, NuncaInicializadoDevolveZeroENaoTocaNoResultado) {
 // The item cache: read once per calculation, emptied after it; items given with SetItens are not
 // read; a failure after the items were read keeps them, so the retry does not read them again.
 TEST_F(CalculoApontamentos, CacheDeItens) {
-    CDadosAmostra dados = Cenario();
+    // One contract, one service with a franchise and an excess, one month of two records.
+    CDadosAmostra dados =
+        tq::amostra::LeArquivoCenario(tq::teste::CaminhoDosDados("cache-itens.json"));
     dados.falhas.push_back({"ITQGE_Apontamentos", "LePosicoes", 2, E_FAIL});
     tq::amostra::CServidorAmostra servidor(dados);
     ASSERT_EQ(servidor.Registra(), S_OK);

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+
 using tq::teste::LeTabela;
 using tq::teste::Linha;
 
@@ -26,21 +28,14 @@ LONGLONG Raw(const CGeCurrencyEx& v) {
 
 } // namespace
 
-TEST(GeCurrencyEx, ConstrucaoEAtribuicao) {
-    const CGeCurrencyEx cinco(5); // raw units, not currency units
-    EXPECT_EQ(Raw(cinco), 5);
-    EXPECT_EQ(cinco.GetDecimais(), 0);
-    EXPECT_EQ(Raw(CGeCurrencyEx(-7)), -7);
-
+// What assignment does to the decimals count; emptiness ignores it.
+TEST(GeCurrencyEx, AtribuicaoEDecimais) {
     CGeCurrencyEx v = Valor(12345, 4);
     v = Cy(999); // a currency keeps the decimals count
     EXPECT_EQ(v.GetDecimais(), 4);
     v = 123456789012LL; // a 64-bit integer resets it
     EXPECT_EQ(Raw(v), 123456789012LL);
     EXPECT_EQ(v.GetDecimais(), 0);
-    v.SetVlr(Cy(77), 8);
-    EXPECT_EQ(Raw(v), 77);
-    EXPECT_EQ(v.GetDecimais(), 8);
     v.SetDecimais(-2); // sign-extended
     EXPECT_EQ(v.GetDecimais(), -2);
     EXPECT_EQ(Valor(1, 70000).GetDecimais(), static_cast<short>(70000)); // read back as 16 bits
@@ -104,22 +99,17 @@ TEST(GeCurrencyExDeathTest, DivisaoCompostaPorZeroEFaltaDaPlataforma) {
 #endif
 
 TEST(GeCurrencyEx, Converte) {
+    const std::map<int, void (CGeCurrencyEx::*)(bool)> atalhos = {
+        {2, &CGeCurrencyEx::ConverteParaDoisDecimais},
+        {4, &CGeCurrencyEx::ConverteParaQuatroDecimais},
+        {8, &CGeCurrencyEx::ConverteParaOitoDecimais}};
     for (const Linha& l : LeTabela("moeda-converte.tsv")) {
         CGeCurrencyEx v = Valor(l.I64("raw"), l.Int("de"));
-        switch (l.Int("para")) { // the shorthands where there is one
-            case 2:
-                v.ConverteParaDoisDecimais(l.Bool("arredonda"));
-                break;
-            case 4:
-                v.ConverteParaQuatroDecimais(l.Bool("arredonda"));
-                break;
-            case 8:
-                v.ConverteParaOitoDecimais(l.Bool("arredonda"));
-                break;
-            default:
-                v.Converte(l.Int("para"), l.Bool("arredonda"));
-                break;
-        }
+        const auto atalho = atalhos.find(l.Int("para")); // the shorthand where there is one
+        if (atalho != atalhos.end())
+            (v.*atalho->second)(l.Bool("arredonda"));
+        else
+            v.Converte(l.Int("para"), l.Bool("arredonda"));
         EXPECT_EQ(Raw(v), l.I64("esperado")) << l.Origem();
         EXPECT_EQ(v.GetDecimais(), l.Int("para")) << l.Origem();
     }
@@ -137,11 +127,9 @@ TEST(GeCurrencyEx, Texto) {
     for (const Linha& l : LeTabela("moeda-formata.tsv")) {
         EXPECT_EQ(l.Texto("texto"), CGeCurrencyEx::FormataValor(l.I64("raw"), l.Int("decimais")))
             << l.Origem();
-        EXPECT_EQ(l.Texto("texto"), Valor(l.I64("raw"), l.Int("decimais")).GetFormatado().str());
     }
     for (const Linha& l : LeTabela("moeda-desconto.tsv")) {
         EXPECT_STREQ(CGeCurrencyEx::ImprimeDesconto(Cy(l.I64("raw"))), l.Texto("texto").c_str())
             << l.Origem();
-        EXPECT_STREQ(Valor(l.I64("raw"), 2).ImprimeComoDesconto(), l.Texto("texto").c_str());
     }
 }

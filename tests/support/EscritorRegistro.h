@@ -1,6 +1,7 @@
 // Writes values into the platform's real registry for one test and takes them away afterwards:
-// advapi32 on Windows (64-bit view; each value written is deleted, and each key the test created),
-// the TQ_REGISTRY_FILE export on POSIX (rewritten whole at each change; the variable is restored).
+// advapi32 on Windows (64-bit view; each key written to is deleted whole, so tests write only keys
+// of their own), the TQ_REGISTRY_FILE export on POSIX (rewritten whole at each change; the
+// variable is restored).
 #pragma once
 
 #include "tqlibex/Registro.h"
@@ -32,9 +33,8 @@ private:
     void Reescreve(); // POSIX
     void Define(ERaizRegistro raiz, const std::string& chave, const char* valor, DWORD tipo,
                 const void* dados, DWORD tamanho); // Windows
-    // Value names (or, on POSIX, their lines) by key; whether the test created the key itself.
+    // The keys written, with (on POSIX) their value lines.
     std::map<std::pair<ERaizRegistro, std::string>, std::map<std::string, std::string>> m_chaves;
-    std::map<std::pair<ERaizRegistro, std::string>, bool> m_criadas;
     std::string m_linhasCruas;
     std::string m_anterior;
     bool m_bTinha = false;

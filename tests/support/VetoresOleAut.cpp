@@ -28,15 +28,6 @@ FuncoesOleAut FuncoesDaPlataforma() {
             [](DECIMAL* a, CY* r) { return ::VarCyFromDec(a, r); }};
 }
 
-std::vector<VetorOleAut> LeVetores(const std::string& arquivo) {
-    std::vector<VetorOleAut> vetores;
-    for (const Linha& l : LeTabela(arquivo))
-        vetores.push_back({l.Texto("op"), l.Texto("left"), l.Texto("right"), l.Hr("expected_hr"),
-                           l.Texto("expected_raw"), l.Tem("wine_difere") && l.Bool("wine_difere"),
-                           l.Origem()});
-    return vetores;
-}
-
 DECIMAL LeDecimal(const std::string& texto) {
     unsigned escala = 0, sinal = 0;
     char mantissa[64] = {};
@@ -81,39 +72,40 @@ Resultado DeDecimal(HRESULT hr, const DECIMAL& d) {
 }
 } // namespace
 
-Resultado Executa(const FuncoesOleAut& f, const VetorOleAut& v) {
+Resultado Executa(const FuncoesOleAut& f, const Linha& v) {
+    const std::string op = v.Texto("op"), esquerdo = v.Texto("left"), direito = v.Texto("right");
     CY cy;
     cy.int64 = 0;
     DECIMAL d{};
-    if (v.op == "add")
-        return DeCy(f.add(LeCy(v.esquerdo), LeCy(v.direito), &cy), cy);
-    if (v.op == "sub")
-        return DeCy(f.sub(LeCy(v.esquerdo), LeCy(v.direito), &cy), cy);
-    if (v.op == "mul")
-        return DeCy(f.mul(LeCy(v.esquerdo), LeCy(v.direito), &cy), cy);
-    if (v.op == "decfromcy")
-        return DeDecimal(f.decFromCy(LeCy(v.esquerdo), &d), d);
-    if (v.op == "decfromi2")
-        return DeDecimal(f.decFromI2(static_cast<SHORT>(std::stoi(v.esquerdo)), &d), d);
-    if (v.op == "cyfromdec") {
-        DECIMAL in = LeDecimal(v.esquerdo);
+    if (op == "add")
+        return DeCy(f.add(LeCy(esquerdo), LeCy(direito), &cy), cy);
+    if (op == "sub")
+        return DeCy(f.sub(LeCy(esquerdo), LeCy(direito), &cy), cy);
+    if (op == "mul")
+        return DeCy(f.mul(LeCy(esquerdo), LeCy(direito), &cy), cy);
+    if (op == "decfromcy")
+        return DeDecimal(f.decFromCy(LeCy(esquerdo), &d), d);
+    if (op == "decfromi2")
+        return DeDecimal(f.decFromI2(static_cast<SHORT>(std::stoi(esquerdo)), &d), d);
+    if (op == "cyfromdec") {
+        DECIMAL in = LeDecimal(esquerdo);
         return DeCy(f.cyFromDec(&in, &cy), cy);
     }
-    if (v.op == "decdiv") {
-        DECIMAL a = LeDecimal(v.esquerdo), b = LeDecimal(v.direito);
+    if (op == "decdiv") {
+        DECIMAL a = LeDecimal(esquerdo), b = LeDecimal(direito);
         return DeDecimal(f.decDiv(&a, &b, &d), d);
     }
-    throw std::invalid_argument("unknown op: " + v.op);
+    throw std::invalid_argument("unknown op: " + op);
 }
 
-bool Confere(const VetorOleAut& v, const Resultado& r) {
-    if (r.hr != v.hr)
+bool Confere(const Linha& v, const Resultado& r) {
+    if (r.hr != v.Hr("expected_hr"))
         return false;
-    const std::string sep = " OR ";
+    const std::string esperado = v.Texto("expected_raw"), sep = " OR ";
     std::size_t inicio = 0;
     for (;;) {
-        const std::size_t fim = v.esperado.find(sep, inicio);
-        if (v.esperado.substr(inicio, fim - inicio) == r.valor)
+        const std::size_t fim = esperado.find(sep, inicio);
+        if (esperado.substr(inicio, fim - inicio) == r.valor)
             return true;
         if (fim == std::string::npos)
             return false;

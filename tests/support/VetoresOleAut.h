@@ -2,22 +2,13 @@
 // currency operands as raw signed integers, DECIMALs as "s=<scale>;sign=0x<byte>;m=<mantissa>".
 #pragma once
 
+#include "support/Tabela.h"
 #include "tqlibex/WinTypes.h"
 
 #include <string>
 #include <vector>
 
 namespace tq::teste {
-
-struct VetorOleAut {
-    std::string op;       // add sub mul cyfromdec decfromcy decfromi2 decdiv
-    std::string esquerdo; // left operand
-    std::string direito;  // right operand, "-" when unused
-    HRESULT hr;           // expected status
-    std::string esperado; // expected result; "-" on failure; "A OR B" when either is right
-    bool bWineDifere;     // wine's oleaut32 is known to answer otherwise than Windows
-    std::string origem;   // file:line
-};
 
 // One set of the seven functions: the platform's or the portable ones.
 struct FuncoesOleAut {
@@ -32,9 +23,6 @@ struct FuncoesOleAut {
 FuncoesOleAut FuncoesPortaveis();
 FuncoesOleAut FuncoesDaPlataforma();
 
-// The rows of a vector file under tests/data.
-std::vector<VetorOleAut> LeVetores(const std::string& arquivo);
-
 DECIMAL LeDecimal(const std::string& texto);
 std::string EscreveDecimal(const DECIMAL& d);
 
@@ -42,9 +30,11 @@ struct Resultado {
     HRESULT hr;
     std::string valor; // "-" on failure
 };
-Resultado Executa(const FuncoesOleAut& f, const VetorOleAut& v);
+// One row of a vector file: op (add sub mul cyfromdec decfromcy decfromi2 decdiv), left, right
+// ("-" when unused), expected_hr, expected_raw ("-" on failure; "A OR B" when either is right).
+Resultado Executa(const FuncoesOleAut& f, const Linha& v);
 
 // Whether a result is what the row expects (any of its "OR" alternatives).
-bool Confere(const VetorOleAut& v, const Resultado& r);
+bool Confere(const Linha& v, const Resultado& r);
 
 } // namespace tq::teste

@@ -3,6 +3,7 @@
 // platform's functions (oleaut32 in the Windows build).
 #include "support/VetoresOleAut.h"
 
+#include "support/Tabela.h"
 #include "tqlibex/OleAutMoeda.h"
 #include "tqlibex/Plataforma.h"
 
@@ -21,16 +22,14 @@ namespace {
 // the list is stale and the test says so. Wine agrees with every reference row.
 void ConfereTudo(const FuncoesOleAut& f, const char* arquivo, bool bPlataforma) {
     const bool bWine = bPlataforma && tq::RodandoSobWine();
-    for (const VetorOleAut& v : LeVetores(arquivo)) {
+    for (const Linha& v : LeTabela(arquivo)) {
         const Resultado r = Executa(f, v);
-        if (bWine && v.bWineDifere)
-            EXPECT_FALSE(Confere(v, r)) << v.origem << ": listed as a wine difference but wine "
+        if (bWine && v.Tem("wine_difere") && v.Bool("wine_difere"))
+            EXPECT_FALSE(Confere(v, r)) << v.Origem() << ": listed as a wine difference but wine "
                                         << "now answers " << r.valor << "; take it off the list";
         else
             EXPECT_TRUE(Confere(v, r))
-                << v.origem << ": " << v.op << " " << v.esquerdo << " " << v.direito << " expected "
-                << std::hex << v.hr << " " << v.esperado << ", got " << r.hr << std::dec << " "
-                << r.valor;
+                << v.Origem() << ": got " << std::hex << r.hr << std::dec << " " << r.valor;
     }
 }
 
@@ -107,30 +106,10 @@ void ConfereDivisao(LONGLONG a, LONGLONG b) {
 // CyDiv replaces the three-step chain on POSIX: it must agree with it everywhere, ties and the
 // ends of the range included.
 TEST(OleAutMoedaPortavel, CyDivIgualACadeiaDecimal) {
-    const LONGLONG extremos[] = {0,
-                                 1,
-                                 -1,
-                                 2,
-                                 3,
-                                 5000,
-                                 9999,
-                                 10000,
-                                 10001,
-                                 -10000,
-                                 3333,
-                                 INT64_MAX,
-                                 INT64_MIN,
-                                 INT64_MAX - 1,
-                                 INT64_MIN + 1,
-                                 922337203685477,
-                                 922337203685478,
-                                 1844674407370955,
-                                 1844674407370956,
-                                 4294967296,
-                                 -4294967295};
-    for (LONGLONG a : extremos)
-        for (LONGLONG b : extremos)
-            ConfereDivisao(a, b);
+    const std::vector<Linha> extremos = LeTabela("oleaut-divisao-extremos.tsv");
+    for (const Linha& a : extremos)
+        for (const Linha& b : extremos)
+            ConfereDivisao(a.I64("raw"), b.I64("raw"));
     std::mt19937_64 gerador(20261122);
     const auto aleatorio = [&gerador] {
         // Mixed magnitudes: everyday amounts, 32-bit ones and the whole 64-bit range.

@@ -3,7 +3,6 @@
 #include "support/EscritorRegistro.h"
 
 #include "tqlibex/Registro.h"
-#include "tqlibex/Relogio.h"
 #include "tqlibex/TQComPtr.h"
 
 #include <gtest/gtest.h>
@@ -61,29 +60,4 @@ TEST(RegistroPlataforma, NomeDoServidorRemoto) {
     EXPECT_EQ(std::string(tq::NomeDoServidorRemoto(clsid)), "srv-negocios");
     escritor.RemoveChave(HKLM, app);
     EXPECT_EQ(std::string(tq::NomeDoServidorRemoto(clsid)), "");
-}
-
-// The shifted clock through the real registry: the environment value and the test mark.
-TEST(RegistroPlataforma, RelogioRelidoEmMaquinaMarcada) {
-    tq::CRelogioAjustavel relogio(tq::Momento(15, 3, 2024, 10, 30), 180);
-    tq::CEscopoRelogio escopo(relogio);
-    tq::detail::EsqueceConfiguracaoDoRelogio();
-    {
-        tq::teste::EscritorRegistro escritor;
-        const char* ambiente = "SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
-        escritor.Dword(HKCU, "SOFTWARE\\PTA", "Env_PTA", 1);
-        escritor.Texto(HKLM, ambiente, "TQ_DATETIME",
-                       "1;01/01/2020;08:00:00:0000;15/03/2024;10:00:00:0000");
-        const SYSTEMTIME st = GetCurrentTime_LocalTime();
-        EXPECT_EQ(st.wYear, 2020);
-        EXPECT_EQ(st.wHour, 8);
-        EXPECT_EQ(st.wMinute, 30);
-        escritor.Texto(HKLM, ambiente, "TQ_DATETIME",
-                       "1;01/01/2030;08:00:00:0000;15/03/2024;10:00:00:0000");
-        EXPECT_EQ(GetCurrentTime_LocalTime().wYear, 2030) << "marked: read at every call";
-        escritor.Texto(HKLM, ambiente, "TQ_DATETIME",
-                       "1;01/01/2030;08:00:00:0000;15/03/2024;10:00:00");
-        EXPECT_EQ(GetCurrentTime_LocalTime().wYear, 2024) << "fourteen numbers: the real clock";
-    }
-    tq::detail::EsqueceConfiguracaoDoRelogio();
 }

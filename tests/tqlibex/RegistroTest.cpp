@@ -18,15 +18,16 @@ constexpr ERaizRegistro HKLM = ERaizRegistro::LocalMachine;
 constexpr ERaizRegistro HKCU = ERaizRegistro::CurrentUser;
 constexpr ERaizRegistro HKCR = ERaizRegistro::ClassesRoot;
 
-std::string Texto(const CDadosRegistro& d, ERaizRegistro raiz, const char* chave,
+std::string Texto(const CDadosRegistro& d, ERaizRegistro raiz, const std::string& chave,
                   const char* valor) {
     CTQString s;
-    return d.LeTexto(raiz, chave, valor, s) ? std::string(s.GetString()) : "<missing>";
+    return d.LeTexto(raiz, chave.c_str(), valor, s) ? std::string(s.GetString()) : "<missing>";
 }
 
-long long Dword(const CDadosRegistro& d, ERaizRegistro raiz, const char* chave, const char* valor) {
+std::string Dword(const CDadosRegistro& d, ERaizRegistro raiz, const std::string& chave,
+                  const char* valor) {
     DWORD dw = 0;
-    return d.LeDword(raiz, chave, valor, dw) ? static_cast<long long>(dw) : -1;
+    return d.LeDword(raiz, chave.c_str(), valor, dw) ? std::to_string(dw) : "<missing>";
 }
 
 // A regedit export with every kind of line the reader meets.
@@ -39,36 +40,20 @@ std::string Exportacao() {
 
 TEST(ArquivoReg, ValoresDeUmaExportacao) {
     std::vector<std::string> avisos;
-    const CDadosRegistro d = tq::LeArquivoReg(Exportacao(), &avisos);
+    CDadosRegistro d = tq::LeArquivoReg(Exportacao(), &avisos);
     EXPECT_TRUE(avisos.empty()) << avisos.front();
-    const char* geral = "SOFTWARE\\TQ Sistemas\\Geral";
-    EXPECT_EQ(Texto(d, HKLM, geral, "Servidor"), "srv01");
-    EXPECT_EQ(Texto(d, HKLM, geral, "Caminho"), "C:\\TQ\\Dados\\");
-    EXPECT_EQ(Texto(d, HKLM, geral, "Aspas"), "diz \"ola\"");
-    EXPECT_EQ(Dword(d, HKLM, geral, "Porta"), 10);
-    EXPECT_EQ(Texto(d, HKLM, geral, nullptr), "padrao");
-    EXPECT_EQ(Texto(d, HKLM, geral, ""), "padrao");
-    EXPECT_EQ(Texto(d, HKLM, geral, "Depois"), "lido")
-        << "a continued hex value swallowed the next line";
-    EXPECT_EQ(Texto(d, HKLM, geral, "Binario"), "<missing>");
-    EXPECT_EQ(Texto(d, HKLM, geral, "Apagado"), "<missing>");
-    EXPECT_EQ(Texto(d, HKLM, "SOFTWARE\\Removida", "Nada"), "<missing>");
     EXPECT_FALSE(d.ExisteChave(HKLM, "SOFTWARE\\Removida"));
-    EXPECT_EQ(Dword(d, HKCU, "SOFTWARE\\PTA\\", "Env_PTA"), 1);
-    // Names are case-insensitive; a value of another type is not read.
-    EXPECT_EQ(Texto(d, HKLM, "\\software\\tq sistemas\\GERAL\\", "servidor"), "srv01");
-    EXPECT_EQ(Texto(d, HKLM, geral, "Espacos"), "ok") << "spaces after a value";
-    EXPECT_EQ(Dword(d, HKLM, geral, "Servidor"), -1);
-    EXPECT_EQ(Texto(d, HKLM, geral, "Porta"), "<missing>");
-}
-
-// HKEY_CLASSES_ROOT shows HKCU\SOFTWARE\Classes over HKLM\SOFTWARE\Classes over its own keys.
-TEST(ArquivoReg, VisaoMescladaDeClassesRoot) {
-    CDadosRegistro d = tq::LeArquivoReg(Exportacao(), nullptr);
-    EXPECT_EQ(Texto(d, HKCR, "CLSID\\{11111111-2222-3333-4444-555555555555}", "AppID"),
-              "{AAAAAAAA-2222-3333-4444-555555555555}");
-    EXPECT_EQ(Texto(d, HKCR, "AppID\\{AAAAAAAA-2222-3333-4444-555555555555}", "RemoteServerName"),
-              "maquina-do-servidor");
+    for (const tq::teste::Linha& l : tq::teste::LeTabela("exportacao-valores.tsv")) {
+        const ERaizRegistro raiz = l.Texto("raiz") == "HKLM"   ? HKLM
+                                   : l.Texto("raiz") == "HKCU" ? HKCU
+                                                               : HKCR;
+        const std::string valor = l.Texto("valor");
+        const char* pszValor = valor == "@" ? nullptr : valor.c_str();
+        EXPECT_EQ((l.Texto("tipo") == "dword" ? Dword : Texto)(d, raiz, l.Texto("chave"), pszValor),
+                  l.Texto("esperado"))
+            << l.Origem();
+    }
+    // HKEY_CLASSES_ROOT shows HKCU\SOFTWARE\Classes over HKLM\SOFTWARE\Classes over its own keys.
     d.DefineTexto(HKCU, "Software\\Classes\\AppID\\{AAAAAAAA-2222-3333-4444-555555555555}",
                   "RemoteServerName", "do-usuario");
     EXPECT_EQ(Texto(d, HKCR, "AppID\\{AAAAAAAA-2222-3333-4444-555555555555}", "RemoteServerName"),
@@ -91,10 +76,10 @@ TEST(ArquivoReg, LinhaMalformadaNaoEstragaAsOutras) {
                                               &avisos);
     EXPECT_EQ(avisos.size(), 7u);
     EXPECT_EQ(Texto(d, HKLM, "SOFTWARE\\X", "A"), "1");
-    EXPECT_EQ(Dword(d, HKLM, "SOFTWARE\\X", "G"), 0xFFFF)
+    EXPECT_EQ(Dword(d, HKLM, "SOFTWARE\\X", "G"), "65535")
         << "values after bad lines must stay readable";
     for (const char* v : {"B", "C", "D", "F"})
-        EXPECT_EQ(Dword(d, HKLM, "SOFTWARE\\X", v), -1) << v;
+        EXPECT_EQ(Dword(d, HKLM, "SOFTWARE\\X", v), "<missing>") << v;
 }
 
 TEST(ArquivoReg, SemCabecalhoNadaELido) {

@@ -67,80 +67,50 @@ TEST(ConversoesDeTempo, SystemTimeEFileTime) {
     EXPECT_EQ(st.wDayOfWeek, 5);
 }
 
-TEST_F(AmbienteRelogio, SemConfiguracaoUsaORelogioReal) {
-    EXPECT_EQ(Texto(GetCurrentTime_LocalTime()), "15/03/2024 10:30:00.000 dow=5");
+TEST_F(AmbienteRelogio, Configuracoes) {
+    MarcaMaquinaDeTeste(ERaizRegistro::LocalMachine);
     EXPECT_STREQ(tq::detail::ConfiguracaoDoRelogio(),
-                 "0;00/00/0000;00:00:00:0000;00/00/0000;00:00:00:0000");
-}
-
-TEST_F(AmbienteRelogio, ConfiguracoesIgnoradas) {
-    for (const char* texto : {"0;00/00/0000;00:00:00:0000;00/00/0000;00:00:00:0000",
-                              "0;01/01/2020;08:00:00:0000;15/03/2024;10:00:00:0000", // switch 0
-                              "1;01/01/2020;08:00:00:0000;15/03/2024;10:00:00",      // 14 numbers
-                              "", "lixo"}) {
-        tq::detail::EsqueceConfiguracaoDoRelogio();
-        DefineRelogio(texto);
-        EXPECT_EQ(tq::Ticks(GetCurrentTime_LocalFileTime()), tq::Ticks(relogio.AgoraLocal()))
-            << texto;
+                 "0;00/00/0000;00:00:00:0000;00/00/0000;00:00:00:0000")
+        << "no setting";
+    for (const Linha& l : LeTabela("relogio-configuracoes.tsv")) {
+        GravadorTrace trace;
+        relogio.Define(Momento(15, 3, 2024, 10, 30), 180);
+        relogio.Avanca(static_cast<ULONGLONG>(l.I64("avanca")) * 10000);
+        if (l.Texto("configuracao") != "-")
+            DefineRelogio(l.Texto("configuracao").c_str());
+        EXPECT_EQ(Texto(GetCurrentTime_LocalTime()), l.Texto("local")) << l.Origem();
+        EXPECT_EQ(Texto(GetCurrentTime_SystemTime()), l.Texto("utc")) << l.Origem();
+        EXPECT_EQ(tq::Ticks(GetCurrentTime_SystemTimeAsFileTime()),
+                  tq::Ticks(GetCurrentTime_LocalFileTime()) + 3ull * 3600 * tq::kTicksPorSegundo)
+            << l.Origem();
+        std::string mensagens;
+        for (const CRegistroTrace& r : trace.registros)
+            mensagens += Mensagem(r);
+        EXPECT_EQ(mensagens, l.Texto("trace")) << l.Origem() << ": once per bad setting";
     }
 }
 
-TEST_F(AmbienteRelogio, RelogioDeslocado) {
-    DefineRelogio(kDeslocado);
-    // Real 15/03/2024 10:30, reference 10:00 of that day, simulated 01/01/2020 08:00.
-    const SYSTEMTIME local = GetCurrentTime_LocalTime();
-    EXPECT_EQ(Texto(local), "01/01/2020 08:30:00.000 dow=3");
-    EXPECT_EQ(Texto(GetCurrentTime_SystemTime()), "01/01/2020 11:30:00.000 dow=3"); // bias 180
-    EXPECT_EQ(tq::Ticks(GetCurrentTime_SystemTimeAsFileTime()),
-              tq::Ticks(GetCurrentTime_LocalFileTime()) + 3ull * 3600 * tq::kTicksPorSegundo);
-    relogio.Avanca(90 * tq::kTicksPorSegundo + 5 * 10000); // the shifted clock runs at real speed
-    EXPECT_EQ(Texto(GetCurrentTime_LocalTime()), "01/01/2020 08:31:30.005 dow=3");
-}
-
-TEST_F(AmbienteRelogio, ReferenciaNoFuturoECadaCampo) {
-    DefineRelogio("1;01/01/2020;08:00:00:0000;15/03/2024;11:00:00:0000");
-    EXPECT_EQ(Texto(GetCurrentTime_LocalTime()), "01/01/2020 07:30:00.000 dow=3");
-    tq::detail::EsqueceConfiguracaoDoRelogio();
-    // Every field of both moments counts: real 15/03/2024 10:30:00.000.
-    DefineRelogio("1;02/03/2021;04:05:06:0789;14/03/2024;09:08:07:0006");
-    EXPECT_EQ(Texto(GetCurrentTime_LocalTime()), "03/03/2021 05:26:59.783 dow=3");
-    EXPECT_EQ(tq::Ticks(relogio.AgoraUtc()),
-              tq::Ticks(relogio.AgoraLocal()) + 3ull * 3600 * tq::kTicksPorSegundo);
-}
-
-TEST_F(AmbienteRelogio, LidaUmaVezSemMarcaDeTeste) {
-    DefineRelogio(kDeslocado);
-    EXPECT_EQ(GetCurrentTime_LocalTime().wYear, 2020);
-    DefineRelogio("0;00/00/0000;00:00:00:0000;00/00/0000;00:00:00:0000");
-    EXPECT_EQ(GetCurrentTime_LocalTime().wYear, 2020)
-        << "read once: the change waits for a restart";
-    tq::detail::EsqueceConfiguracaoDoRelogio(); // a new process
-    EXPECT_EQ(GetCurrentTime_LocalTime().wYear, 2024);
-}
-
-TEST_F(AmbienteRelogio, RelidaEmMaquinaDeTeste) {
-    for (ERaizRegistro raiz : {ERaizRegistro::LocalMachine, ERaizRegistro::CurrentUser}) {
+TEST_F(AmbienteRelogio, MarcaDeTeste) {
+    for (const Linha& l : LeTabela("relogio-marcas.tsv")) {
         tq::detail::EsqueceConfiguracaoDoRelogio();
-        registro.RemoveValor(ERaizRegistro::LocalMachine, "SOFTWARE\\PTA", "Env_PTA");
-        registro.RemoveValor(ERaizRegistro::CurrentUser, "SOFTWARE\\PTA", "Env_PTA");
-        MarcaMaquinaDeTeste(raiz);
+        for (const auto raiz : {ERaizRegistro::LocalMachine, ERaizRegistro::CurrentUser}) {
+            const std::string marca =
+                l.Texto(raiz == ERaizRegistro::LocalMachine ? "hklm" : "hkcu");
+            registro.RemoveValor(raiz, "SOFTWARE\\PTA", "Env_PTA");
+            if (marca.rfind("dword:", 0) == 0)
+                registro.DefineDword(raiz, "SOFTWARE\\PTA", "Env_PTA", std::stoul(marca.substr(6)));
+            else if (!marca.empty())
+                registro.DefineTexto(raiz, "SOFTWARE\\PTA", "Env_PTA", marca.substr(6).c_str());
+        }
         DefineRelogio(kDeslocado);
-        EXPECT_EQ(GetCurrentTime_LocalTime().wYear, 2020);
+        EXPECT_EQ(GetCurrentTime_LocalTime().wYear, 2020) << l.Origem();
         DefineRelogio("1;01/01/2030;08:00:00:0000;15/03/2024;10:00:00:0000");
-        EXPECT_EQ(GetCurrentTime_LocalTime().wYear, 2030) << "marked: read at every call";
+        EXPECT_EQ(GetCurrentTime_LocalTime().wYear, l.Bool("relida") ? 2030 : 2020) << l.Origem();
         registro.RemoveValor(ERaizRegistro::LocalMachine, kChaveAmbiente, "TQ_DATETIME");
-        EXPECT_EQ(GetCurrentTime_LocalTime().wYear, 2024) << "removed: the real clock again";
+        EXPECT_EQ(GetCurrentTime_LocalTime().wYear, l.Bool("relida") ? 2024 : 2020) << l.Origem();
+        tq::detail::EsqueceConfiguracaoDoRelogio(); // a new process
+        EXPECT_EQ(GetCurrentTime_LocalTime().wYear, 2024) << l.Origem();
     }
-}
-
-TEST_F(AmbienteRelogio, MarcaDiferenteDeUmNaoConta) {
-    registro.DefineDword(ERaizRegistro::LocalMachine, "SOFTWARE\\PTA", "Env_PTA", 2);
-    registro.DefineTexto(ERaizRegistro::CurrentUser, "SOFTWARE\\PTA", "Env_PTA",
-                         "1"); // not a DWORD
-    DefineRelogio(kDeslocado);
-    EXPECT_EQ(GetCurrentTime_LocalTime().wYear, 2020);
-    DefineRelogio("1;01/01/2030;08:00:00:0000;15/03/2024;10:00:00:0000");
-    EXPECT_EQ(GetCurrentTime_LocalTime().wYear, 2020);
 }
 
 namespace {
@@ -169,24 +139,6 @@ void EsperaCTQException(F chamada, const char* texto, DWORD codigo) {
     }
 }
 } // namespace
-
-// A day that does not exist in a switched-on setting is no error: the real clock, and one trace
-// line per bad setting, so that a tester sees why the clock is not shifted.
-TEST_F(AmbienteRelogio, DataInexistenteUsaORelogioRealEVaiAoTrace) {
-    GravadorTrace trace;
-    MarcaMaquinaDeTeste(ERaizRegistro::LocalMachine);
-    DefineRelogio("1;31/02/2020;08:00:00:0000;15/03/2024;10:00:00:0000");
-    EXPECT_EQ(Texto(GetCurrentTime_LocalTime()), "15/03/2024 10:30:00.000 dow=5");
-    EXPECT_EQ(Texto(GetCurrentTime_SystemTime()), "15/03/2024 13:30:00.000 dow=5");
-    DefineRelogio("1;01/01/2020;08:00:00:0000;15/03/2024;25:00:00:0000");
-    EXPECT_EQ(GetCurrentTime_LocalTime().wYear, 2024);
-    ASSERT_EQ(trace.registros.size(), 2u) << "once per bad setting";
-    EXPECT_EQ(Mensagem(trace.registros[0]),
-              "TQ_DATETIME \"1;31/02/2020;08:00:00:0000;15/03/2024;10:00:00:0000\" ignorado: data "
-              "ou hora inexistente; vale o rel\xF3gio real\t");
-    DefineRelogio(kDeslocado);
-    EXPECT_EQ(GetCurrentTime_LocalTime().wYear, 2020) << "a good setting shifts again";
-}
 
 TEST_F(AmbienteRelogio, FalhasDeConversaoLancamCTQException) {
     EsperaCTQException([] { Helper_SystemTimeToFileTime(Momento(31, 2, 2020)); },

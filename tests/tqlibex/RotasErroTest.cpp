@@ -13,6 +13,7 @@
 #include <fstream>
 #include <regex>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -27,14 +28,6 @@ class ConexaoContratos : public CConexaoGe<ITQGE_Contratos> {
 protected:
     ULONG GetNumeroErro() const override { return 77; }
     const char* GetTextoErro() const override { return "Contratos"; }
-};
-
-struct ChamadaTrataErro2 {
-    LONGLONG hr = 0;
-    ULONG chamador = 0, numero = 0;
-    std::string texto, arquivo, compilacao;
-    int linha = 0;
-    int vezes = 0;
 };
 
 bool DataDeCompilacao(const std::string& s) {
@@ -64,10 +57,15 @@ TEST(ReportaEventoCom, TextosEIdentificador) {
 }
 
 TEST(ConexaoGe, OnFailedHrEntregaOsArgumentos) {
-    ChamadaTrataErro2 c;
-    tq::CEscopoTrataErro2 gancho([&c](LONGLONG hr, ULONG chamador, ULONG numero, const char* texto,
-                                      const char* arquivo, int linha, const char* compilacao) {
-        c = {hr, chamador, numero, texto, arquivo, compilacao, linha, c.vezes + 1};
+    std::vector<std::string> chamadas;
+    tq::CEscopoTrataErro2 gancho([&chamadas](LONGLONG hr, ULONG chamador, ULONG numero,
+                                             const char* texto, const char* arquivo, int linha,
+                                             const char* compilacao) {
+        EXPECT_TRUE(DataDeCompilacao(compilacao)) << compilacao;
+        chamadas.push_back(std::to_string(hr) + " " + std::to_string(chamador) + " " +
+                           std::to_string(numero) + " " + texto + " " +
+                           std::string(CGeLog::GetNomeDoArquivo(arquivo)) + ":" +
+                           std::to_string(linha));
         return true;
     });
     const auto log = std::filesystem::temp_directory_path() / "tqge-conexao.log";
@@ -76,16 +74,13 @@ TEST(ConexaoGe, OnFailedHrEntregaOsArgumentos) {
     conexao.SetLog(log.string().c_str());
     conexao.OnFailedHr(E_FAIL, 12, "Falha lendo itens",
                        "C:\\fontes\\followup\\CalculoApontamentos.cpp", 9);
-    EXPECT_EQ(c.vezes, 1);
-    EXPECT_EQ(c.hr, -2147467259LL) << "widened with its sign";
-    EXPECT_EQ(c.chamador, 12u);
-    EXPECT_EQ(c.numero, 77u);
-    EXPECT_EQ(c.texto, "Contratos");
-    EXPECT_EQ(CGeLog::GetNomeDoArquivo(c.arquivo.c_str()), "ConexaoGe.h");
-    EXPECT_EQ(c.linha, 158);
-    EXPECT_TRUE(DataDeCompilacao(c.compilacao)) << c.compilacao;
-
     conexao.OnFailedHr(E_FAIL, 3, "Sem arquivo", 5); // the template's own file
+    CTQDFConxTratamentoErrosConfig::SetTrataErros(false);
+    conexao.OnFailedHr(E_FAIL, 1, "x", 1);
+    CTQDFConxTratamentoErrosConfig::SetTrataErros(true);
+    // The HRESULT widened with its sign; with TratarErros off the messages library is not called.
+    EXPECT_EQ(chamadas, (std::vector<std::string>{"-2147467259 12 77 Contratos ConexaoGe.h:158",
+                                                  "-2147467259 3 77 Contratos ConexaoGe.h:158"}));
     std::string l1, l2;
     {
         std::ifstream in(log);
@@ -95,41 +90,29 @@ TEST(ConexaoGe, OnFailedHrEntregaOsArgumentos) {
     EXPECT_EQ(l1, "Falha lendo itens, File=CalculoApontamentos.cpp, Codigo=9");
     EXPECT_EQ(l2, "Sem arquivo, File=ConexaoGe.h, Codigo=5");
     std::filesystem::remove(log);
-
-    CTQDFConxTratamentoErrosConfig::SetTrataErros(false);
-    conexao.OnFailedHr(E_FAIL, 1, "x", 1);
-    CTQDFConxTratamentoErrosConfig::SetTrataErros(true);
-    EXPECT_EQ(c.vezes, 2) << "with TratarErros off the messages library is not called";
 }
 
 TEST(RegistroDeServidores, UsaOUltimoAcessoENaoOResultado) {
-    struct {
-        HRESULT hr = 0;
-        int codigo = 0, servidor = 0, linha = 0, vezes = 0;
-        std::string arquivo, compilacao;
-    } c;
-    tq::CEscopoCallOnError gancho([&c](CTQLumenException&, HRESULT hr, int codigo, int servidor,
-                                       int linha, const char* arquivo, const char* compilacao) {
-        c = {hr, codigo, servidor, linha, c.vezes + 1, arquivo, compilacao};
+    std::vector<std::string> chamadas;
+    tq::CEscopoCallOnError gancho([&chamadas](CTQLumenException&, HRESULT hr, int codigo,
+                                              int servidor, int linha, const char* arquivo,
+                                              const char* compilacao) {
+        EXPECT_TRUE(DataDeCompilacao(compilacao)) << compilacao;
+        chamadas.push_back(std::to_string(static_cast<unsigned>(hr)) + " " +
+                           std::to_string(codigo) + " " + std::to_string(servidor) + " " + arquivo +
+                           ":" + std::to_string(linha));
         return true;
     });
     CTQDadosDF_Erro* ultimo = TQFC_GetServidores()->GetUltimoAcesso();
-
     ultimo->Define(0x80040005, 42, 65535); // as a module writes it: a 32-bit value everywhere
     const int linha = __LINE__ + 1;
-    const HRESULT hr = TQ_VIA_SERVIDORES(S_FALSE);
-    EXPECT_EQ(hr, S_FALSE) << "the server method's own result comes back";
-    EXPECT_EQ(c.vezes, 1);
-    EXPECT_EQ(c.hr, H(0x80040005));
-    EXPECT_EQ(c.codigo, 42);
-    EXPECT_EQ(c.servidor, 65535) << "the server number is widened, not sign-extended";
-    EXPECT_EQ(c.linha, linha);
-    EXPECT_EQ(c.arquivo, "RotasErroTest");
-    EXPECT_TRUE(DataDeCompilacao(c.compilacao)) << c.compilacao;
-
+    EXPECT_EQ(TQ_VIA_SERVIDORES(S_FALSE), S_FALSE) << "the server method's own result comes back";
     ultimo->Define(0, 0, 0);
     EXPECT_EQ(TQ_VIA_SERVIDORES(E_FAIL), E_FAIL);
-    EXPECT_EQ(c.vezes, 1) << "the registry's last access decides, not the method's result";
+    // The server number widened, not sign-extended; the registry's last access decides, not the
+    // method's result.
+    EXPECT_EQ(chamadas, std::vector<std::string>{"2147745797 42 65535 RotasErroTest:" +
+                                                 std::to_string(linha)});
 }
 
 TEST(RegistroDeServidores, GanchoPadraoTracaOHResultDe32Bits) {

@@ -97,8 +97,9 @@ TEST_F(TQComPtr, NomeDoServidorRemoto) {
     EXPECT_EQ(std::string(tq::NomeDoServidorRemoto(kClsid)), "") << "an empty AppID: local";
 }
 
-// The retry loop in the suite's order, quirks included: each row scripts what the creations
-// answer and says what must follow (attempts, pauses, pings, events, trace lines).
+// The retry loop in the suite's order, quirks included, and what the pointer adds (the
+// keep-alive thread and the library's own results): each row scripts what the creations answer
+// and says what must follow (attempts, pauses, pings, events, trace lines, authentication).
 TEST_F(TQComPtr, Criacoes) {
     for (const tq::teste::Linha& l : tq::teste::LeTabela("comptr-criacoes.tsv")) {
         SCOPED_TRACE(l.Origem() + " " + l.Texto("caso"));
@@ -110,11 +111,11 @@ TEST_F(TQComPtr, Criacoes) {
             limpo.DefineTexto(ERaizRegistro::ClassesRoot, kChaveApp, "RemoteServerName",
                               l.Texto("remoto"));
         }
+        g_bSemAutenticacao = l.Texto("chave") == "sem_autenticacao";
+        g_bSemKeepAlive = l.Texto("chave") == "sem_keepalive";
         CPrimitivaRoteirizada roteiro;
         roteiro.pObjeto = &servidor;
-        roteiro.bFalhaWow64 = l.Texto("falha") == "wow64";
-        roteiro.hrBlanket = l.Texto("falha") == "blanket" ? E_NOTIMPL : S_OK;
-        roteiro.bInterfaceNaFalha = l.Texto("falha") == "interface";
+        roteiro.falha = l.Texto("falha");
         for (const std::string& h : Separa(l.Texto("criacoes"), ' ')) {
             const std::size_t vezes = h.find('*');
             const auto hr = static_cast<HRESULT>(std::stoul(h.substr(0, vezes), nullptr, 16));
@@ -124,66 +125,48 @@ TEST_F(TQComPtr, Criacoes) {
         }
         trace.registros.clear();
         eventos.eventos.clear();
-
-        HRESULT hr;
-        const auto eFlags = static_cast<ETQComPtrFlags>(l.Int("flags"));
-        ITQTeste* p =
-            l.Texto("tolerado").empty() ? Cria(hr, eFlags) : Cria(hr, eFlags, {l.Hr("tolerado")});
-        EXPECT_EQ(hr, l.Hr("hr"));
-        EXPECT_EQ(p, hr == S_OK ? &servidor : nullptr)
-            << "only a creation that answers 0 hands out";
-        if (p)
-            p->Release();
+        {
+            CTQComPtr<ITQTeste> ponteiro;
+            HRESULT hr;
+            const auto eFlags = static_cast<ETQComPtrFlags>(l.Int("flags"));
+            ITQTeste* p = nullptr;
+            if (l.Bool("ponteiro")) {
+                hr = ponteiro.CoCreateInstance(kClsid);
+                p = ponteiro.GetInterface();
+                EXPECT_EQ(ponteiro.TemKeepAlive(), l.Bool("threads"));
+            } else {
+                p = l.Texto("tolerado").empty() ? Cria(hr, eFlags)
+                                                : Cria(hr, eFlags, {l.Hr("tolerado")});
+                if (p)
+                    p->Release();
+            }
+            EXPECT_EQ(hr, l.Hr("hr"));
+            EXPECT_EQ(p, l.Bool("fica") ? &servidor : nullptr)
+                << "only a creation that answers 0 hands out; the pointer keeps an interface "
+                   "whose keep-alive alone failed";
+            EXPECT_EQ(roteiro.nThreads, l.Int("threads"));
+        }
+        // Default interval: a thread would not tick for two minutes; the owner's quit ended it.
+        EXPECT_EQ(roteiro.ThreadsEncerradas(), l.Int("threads")) << "the owner went";
         EXPECT_EQ(roteiro.vistas.size(), static_cast<std::size_t>(l.Int("tentativas")));
         std::string semInfo;
         for (std::size_t i = 0; i < roteiro.vistas.size(); ++i)
-            if (!roteiro.vistas[i].bComServerInfo)
+            if (roteiro.vistas[i][0] == '-')
                 semInfo += std::to_string(i);
         EXPECT_EQ(semInfo, l.Texto("sem_info")) << "creations without server info";
+        EXPECT_EQ(roteiro.vistas.empty() ? "" : roteiro.vistas[0], l.Texto("criacao"));
+        EXPECT_EQ(roteiro.blankets, Separa(l.Texto("blanket"), '|'));
         EXPECT_EQ(roteiro.pausas, std::vector<DWORD>(l.Int("pausas"), 100));
         EXPECT_EQ(roteiro.pings, Separa(l.Texto("pings"), '|'));
         EXPECT_EQ(Eventos(), Separa(l.Texto("eventos"), '|'));
-        EXPECT_EQ(trace.Linhas(), Separa(l.Texto("traces"), '|'));
+        std::string traces;
+        for (const std::string& t : trace.Linhas())
+            traces += (traces.empty() ? "" : "|") + t;
+        EXPECT_EQ(traces, l.Texto("traces"));
         for (const CRegistroTrace& r : trace.registros)
             EXPECT_EQ(tq::teste::Campo(r, 3), "TQComPtr") << "the file every line names";
         EXPECT_EQ(servidor.Referencias(), 1u) << "every reference handed out came back";
     }
-}
-
-// The authentication constants of both switch values, in the creation and in the blanket.
-TEST_F(TQComPtr, AutenticacaoNaCriacaoENoBlanket) {
-    Remoto("srv-negocios");
-    HRESULT hr;
-    for (const bool bSem : {false, true}) {
-        g_bSemAutenticacao = bSem;
-        com.vistas.clear();
-        com.blankets.clear();
-        ITQTeste* p = Cria(hr, eTQCCI_LOG_FAILURE | eTQCCI_RETRY);
-        ASSERT_EQ(hr, S_OK);
-        ASSERT_EQ(p, static_cast<ITQTeste*>(&servidor));
-        ASSERT_EQ(com.vistas.size(), 1u);
-        const auto& c = com.vistas[0];
-        EXPECT_TRUE(c.bComServerInfo);
-        EXPECT_EQ(c.nomeServidor, u"srv-negocios");
-        EXPECT_EQ(c.dwClsCtx, CLSCTX_ALL);
-        EXPECT_EQ(c.dwAuthnSvc, bSem ? 0u : 10u);
-        EXPECT_EQ(c.dwAuthnLevel, bSem ? 1u : 0u);
-        EXPECT_EQ(c.dwImpLevel, 3u);
-        ASSERT_EQ(com.blankets.size(), 1u);
-        const auto& b = com.blankets[0];
-        EXPECT_EQ(b.pProxy, static_cast<IUnknown*>(p)) << "the blanket goes on the interface";
-        EXPECT_EQ(b.dwAuthnSvc, bSem ? 0u : 10u);
-        EXPECT_EQ(b.dwAuthzSvc, 0u);
-        EXPECT_EQ(b.dwAuthnLevel, bSem ? 1u : 0u);
-        EXPECT_EQ(b.dwImpLevel, 3u);
-        EXPECT_EQ(b.dwCapabilities, 0u);
-        p->Release();
-    }
-    Remoto("");
-    com.vistas.clear();
-    Cria(hr, eTQCCI_RETRY)->Release();
-    EXPECT_TRUE(com.vistas[0].bComServerInfo) << "the server info always goes, with no name";
-    EXPECT_TRUE(com.vistas[0].nomeServidor.empty());
 }
 
 TEST_F(TQComPtr, SegurancaDoProcesso) {
@@ -206,72 +189,7 @@ TEST_F(TQComPtr, SegurancaDoProcesso) {
     }
 }
 
-// ---- CTQComPtr and the keep-alive thread ------------------------------------------------------
-
-TEST_F(TQComPtr, FalhaDaCriacaoETracadaDeNovoPeloPonteiro) {
-    com.criacoes = {kIndisponivel};
-    CTQComPtr<ITQTeste> p;
-    EXPECT_EQ(p.CoCreateInstance(kClsid), kIndisponivel);
-    EXPECT_FALSE(p);
-    ASSERT_EQ(trace.registros.size(), 3u);
-    EXPECT_EQ(std::string(trace.registros[1].sFuncao.GetString()), "TQComPtr_CoCreateInstance");
-    EXPECT_EQ(tq::teste::Expressao(trace.registros[1]),
-              "hr = TQCoCreateInstance(rclsid, nullptr, CLSCTX_ALL, riid, ppv, eFlags)");
-    const CRegistroTrace& r = trace.registros[2];
-    EXPECT_EQ(std::string(r.sFuncao.GetString()), "CTQComPtr<struct ITQTeste>::CoCreateInstance");
-    EXPECT_EQ(tq::teste::Expressao(r),
-              "hr = CoCreateInstance(rclsid, ETQComPtrFlags::eTQCCI_LOG_FAILURE | "
-              "ETQComPtrFlags::eTQCCI_RETRY)");
-    EXPECT_EQ(tq::teste::Campo(r, 3), "TQComPtr");
-}
-
-TEST_F(TQComPtr, ResultadosDaPropriaBiblioteca) {
-    Remoto("srv-negocios");
-    struct Caso {
-        const char* pszNome;
-        void (*prepara)(CPrimitivaRoteirizada&);
-        HRESULT hr;
-        const char* pszExpressao;
-        bool bFicaComInterface;
-        std::size_t nLinhas = 2; // the library's own line, then the pointer's
-    };
-    const Caso casos[] = {
-        {"interface nula", [](CPrimitivaRoteirizada& c) { c.bInterfaceNula = true; },
-         ER_TQDF_CO_CREATE_INSTANCE_INTERFACE_NULA,
-         "hr = ER_TQDF_CO_CREATE_INSTANCE_INTERFACE_NULA", false},
-        {"codigo de sucesso sem interface",
-         [](CPrimitivaRoteirizada& c) { c.criacoes = {CO_S_NOTALLINTERFACES}; },
-         ER_TQDF_CO_CREATE_INSTANCE_INTERFACE_NULA,
-         "hr = ER_TQDF_CO_CREATE_INSTANCE_INTERFACE_NULA", false, 4},
-        {"thread nula", [](CPrimitivaRoteirizada& c) { c.bFalhaThread = true; },
-         ER_TQDF_CO_CREATE_INSTANCE_THREAD_NULA, "hr = ER_TQDF_CO_CREATE_INSTANCE_THREAD_NULA",
-         true},
-        {"empacotamento", [](CPrimitivaRoteirizada& c) { c.hrEmpacota = E_OUTOFMEMORY; },
-         E_OUTOFMEMORY,
-         "hr = CoMarshalInterThreadInterfaceInStream(riid, (LPUNKNOWN) *ppv, &pBase->m_pStream)",
-         true},
-        {"mensagem de inicio", [](CPrimitivaRoteirizada& c) { c.bFalhaInicio = true; },
-         HRESULT_FROM_WIN32(1444), "hr = HRESULT_FROM_WIN32(GetLastError())", true},
-    };
-    for (const Caso& caso : casos) {
-        SCOPED_TRACE(caso.pszNome);
-        CPrimitivaRoteirizada roteiro;
-        roteiro.pObjeto = &servidor;
-        caso.prepara(roteiro);
-        trace.registros.clear();
-        {
-            CTQComPtr<ITQTeste> p;
-            EXPECT_EQ(p.CoCreateInstance(kClsid), caso.hr);
-            EXPECT_EQ(static_cast<bool>(p), caso.bFicaComInterface)
-                << "the created interface stays usable when only its keep-alive failed";
-            const std::vector<std::string> linhas = trace.Linhas();
-            ASSERT_EQ(linhas.size(), caso.nLinhas);
-            EXPECT_EQ(linhas[linhas.size() - 2],
-                      std::string("TQComPtr_CoCreateInstance:") + caso.pszExpressao);
-        }
-        EXPECT_EQ(servidor.Referencias(), 1u) << "nothing held after the pointer went";
-    }
-}
+// ---- The keep-alive thread ---------------------------------------------------------------------
 
 // Three failures in a row (a failed call or FALSE) end the pings; one TRUE resets the count.
 TEST_F(TQComPtr, PingsAteTresFalhasSeguidas) {
@@ -307,42 +225,18 @@ TEST_F(TQComPtr, PingsAteTresFalhasSeguidas) {
     com.pObjeto = &servidor;
 }
 
-TEST_F(TQComPtr, SemThreadParaServidorLocalOuSemKeepAlive) {
-    CTQComPtr<ITQTeste> p;
-    ASSERT_EQ(p.CoCreateInstance(kClsid), S_OK);
-    EXPECT_EQ(p->Inicializa(7), S_OK);
-    EXPECT_EQ(servidor.m_nValor, 7);
-    EXPECT_FALSE(p.TemKeepAlive()) << "a local server";
+// Only the flag: no quit message is posted, the thread must notice at its next tick.
+TEST_F(TQComPtr, ThreadNotaAFlagNoTique) {
     Remoto("srv-negocios");
-    g_bSemKeepAlive = true;
-    ASSERT_EQ(p.CoCreateInstance(kClsid), S_OK);
-    EXPECT_FALSE(p.TemKeepAlive()) << "g_bSemKeepAlive";
-    EXPECT_EQ(com.nThreads, 0);
-}
-
-TEST_F(TQComPtr, DonoQueVaiEncerraAThread) {
-    Remoto("srv-negocios");
-    {
-        // Default interval: the thread would not tick for two minutes; the owner's quit must
-        // end it at once.
-        CTQComPtr<ITQTeste> p;
-        ASSERT_EQ(p.CoCreateInstance(kClsid), S_OK);
-        ASSERT_TRUE(p.TemKeepAlive());
-    }
-    EXPECT_EQ(com.ThreadsEncerradas(), 1);
-    EXPECT_EQ(servidor.KeepAlives(), 0);
     {
         tq::teste::CEscopoIntervaloKeepAlive intervalo(5);
         CTQComPtr<ITQTeste> p;
         ASSERT_EQ(p.CoCreateInstance(kClsid), S_OK);
         ASSERT_TRUE(servidor.EsperaKeepAlives(1));
-        // Only the flag: no quit message is posted, the thread must notice at its next tick.
         p.GetKeepAlive()->m_bKeepRunning = false;
         ASSERT_EQ(com.WaitForSingleObject(p.GetKeepAlive()->m_hThread, 20000), WAIT_OBJECT_0);
     }
-    const int nPings = servidor.KeepAlives();
-    EXPECT_EQ(com.ThreadsEncerradas(), 2);
-    EXPECT_EQ(servidor.KeepAlives(), nPings) << "no ping after the owner went";
+    EXPECT_EQ(com.ThreadsEncerradas(), 1);
     EXPECT_EQ(com.nEntradasApartamento, com.nSaidasApartamento);
 }
 
@@ -410,7 +304,7 @@ TEST_F(TQComPtr, DonoNaoEsperaSemLimiteUmPingPreso) {
         ASSERT_EQ(p.CoCreateInstance(kClsid), S_OK);
         ASSERT_TRUE(servidor.EsperaPingPreso());
     }
-    EXPECT_TRUE(servidor.PingPreso()) << "the owner went while the ping was still held";
+    EXPECT_EQ(servidor.KeepAlives(), 0) << "the owner went while the ping was still held";
     EXPECT_EQ(com.ThreadsEncerradas(), 0);
     servidor.SoltaOPing();
     ASSERT_TRUE(com.EsperaFimDasThreads());

@@ -1,5 +1,7 @@
 #include "tqlibex/TQString.h"
 
+#include "support/Tabela.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -13,29 +15,24 @@ TEST(TQString, FormatComTextoLongo) {
     EXPECT_EQ(s.Right(1), "7");
 }
 
-TEST(TQString, RecortesComLimitesDoMfc) {
-    const CTQString s("abcdef");
-    EXPECT_EQ(s.Left(2), "ab");
-    EXPECT_EQ(s.Left(-1), "");
-    EXPECT_EQ(s.Left(99), "abcdef");
-    EXPECT_EQ(s.Mid(4), "ef");
-    EXPECT_EQ(s.Mid(-3, 2), "ab");
-    EXPECT_EQ(s.Mid(2, 99), "cdef");
-    EXPECT_EQ(s.Mid(9), "");
-    EXPECT_EQ(s.Right(2), "ef");
-    EXPECT_EQ(s.Right(-2), "");
-    EXPECT_EQ(s.Right(99), "abcdef");
-}
-
-TEST(TQString, Busca) {
-    const CTQString s("a;b;c");
-    EXPECT_EQ(s.Find(';'), 1);
-    EXPECT_EQ(s.Find(';', 2), 3);
-    EXPECT_EQ(s.Find(';', 4), -1);
-    EXPECT_EQ(s.Find("b;c"), 2);
-    EXPECT_EQ(s.Find("x"), -1);
-    EXPECT_EQ(s.Find(';', 99), -1);
-    EXPECT_EQ(s.ReverseFind(';'), 3);
+TEST(TQString, RecortesEBuscas) {
+    for (const tq::teste::Linha& l : tq::teste::LeTabela("tqstring-recortes.tsv")) {
+        const CTQString s(l.Texto("texto").c_str());
+        const std::string op = l.Texto("op"), a = l.Texto("a"), b = l.Texto("b");
+        const int n = op == "Find" || op == "ReverseFind" ? 0 : std::stoi(a);
+        std::string r;
+        if (op == "Left" || op == "Right")
+            r = (op == "Left" ? s.Left(n) : s.Right(n)).GetString();
+        else if (op == "Mid")
+            r = (b.empty() ? s.Mid(n) : s.Mid(n, std::stoi(b))).GetString();
+        else if (op == "ReverseFind")
+            r = std::to_string(s.ReverseFind(a[0]));
+        else if (a.size() > 1) // a text
+            r = std::to_string(s.Find(a.c_str()));
+        else
+            r = std::to_string(b.empty() ? s.Find(a[0]) : s.Find(a[0], std::stoi(b)));
+        EXPECT_EQ(r, l.Texto("esperado")) << l.Origem();
+    }
 }
 
 TEST(TQString, ComparacoesEConcatenacao) {

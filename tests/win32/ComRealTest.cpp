@@ -46,16 +46,11 @@ DWORD Executa(const std::string& linha) {
 }
 
 void ServidorRemoto(const char* pszNome) {
-    HKEY hKey;
-    ASSERT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, kChaveApp, 0, nullptr, 0,
-                              KEY_WRITE | KEY_WOW64_64KEY, nullptr, &hKey, nullptr),
-              ERROR_SUCCESS);
     if (pszNome)
-        RegSetValueExA(hKey, "RemoteServerName", 0, REG_SZ, reinterpret_cast<const BYTE*>(pszNome),
-                       static_cast<DWORD>(std::strlen(pszNome) + 1));
+        RegSetKeyValueA(HKEY_LOCAL_MACHINE, kChaveApp, "RemoteServerName", REG_SZ, pszNome,
+                        static_cast<DWORD>(std::strlen(pszNome) + 1));
     else
-        RegDeleteValueA(hKey, "RemoteServerName");
-    RegCloseKey(hKey);
+        RegDeleteKeyValueA(HKEY_LOCAL_MACHINE, kChaveApp, "RemoteServerName");
 }
 
 // This machine's own name: a "remote" server that Windows reaches through DCOM and wine, which
@@ -167,21 +162,7 @@ TEST_F(ComReal, ServidorLocalForaDoProcessoSemThread) {
     EXPECT_TRUE(eventos.eventos.empty());
 }
 
-TEST_F(ComReal, ServidorRemotoEPingadoPeloKeepAlive) {
-    ServidorRemoto(NomeDestaMaquina().c_str());
-    tq::teste::CEscopoIntervaloKeepAlive intervalo(50);
-    CTQComPtr<ITQAmostra> p;
-    ASSERT_EQ(p.CoCreateInstance(__uuidof(TQGE_Apontamentos)), S_OK);
-    ASSERT_TRUE(p.TemKeepAlive());
-    const LONG n0 = Pings(p.GetInterface());
-    LONG n = 0;
-    for (int i = 0; i < 400 && (n = Pings(p.GetInterface()) - n0) < 3; ++i)
-        Sleep(50);
-    EXPECT_GE(n, 3) << "the thread pings the real server through its own proxy";
-    p.Release();
-    EXPECT_FALSE(p.TemKeepAlive());
-}
-
+// The thread pings the real server through its own proxy; three FALSE answers end it.
 TEST_F(ComReal, TresRespostasFalsasEncerramOsPings) {
     // A local object keeps the server process up and scripts its next three answers before the
     // remote object's thread starts pinging.

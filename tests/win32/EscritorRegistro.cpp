@@ -16,20 +16,10 @@ HKEY Raiz(ERaizRegistro raiz) {
 
 EscritorRegistro::EscritorRegistro() = default;
 
+// Every key a test writes is its own: it goes whole.
 EscritorRegistro::~EscritorRegistro() {
-    for (const auto& [chave, valores] : m_chaves) {
-        if (m_criadas[chave]) {
-            RegDeleteTreeA(Raiz(chave.first), chave.second.c_str());
-            continue;
-        }
-        HKEY h = nullptr;
-        if (RegOpenKeyExA(Raiz(chave.first), chave.second.c_str(), 0, KEY_WRITE | KEY_WOW64_64KEY,
-                          &h) != ERROR_SUCCESS)
-            continue;
-        for (const auto& [nome, dado] : valores)
-            RegDeleteValueA(h, dado.empty() ? nullptr : nome.c_str());
-        RegCloseKey(h);
-    }
+    for (const auto& [chave, valores] : m_chaves)
+        RegDeleteTreeA(Raiz(chave.first), chave.second.c_str());
 }
 
 void EscritorRegistro::Texto(ERaizRegistro raiz, const std::string& chave, const char* valor,
@@ -45,13 +35,10 @@ void EscritorRegistro::Dword(ERaizRegistro raiz, const std::string& chave, const
 void EscritorRegistro::Define(ERaizRegistro raiz, const std::string& chave, const char* valor,
                               DWORD tipo, const void* dados, DWORD tamanho) {
     HKEY h = nullptr;
-    DWORD disposicao = 0;
     if (RegCreateKeyExA(Raiz(raiz), chave.c_str(), 0, nullptr, 0, KEY_WRITE | KEY_WOW64_64KEY,
-                        nullptr, &h, &disposicao) != ERROR_SUCCESS)
+                        nullptr, &h, nullptr) != ERROR_SUCCESS)
         return;
-    if (!m_chaves.count({raiz, chave}))
-        m_criadas[{raiz, chave}] = disposicao == REG_CREATED_NEW_KEY;
-    m_chaves[{raiz, chave}][valor ? valor : ""] = valor ? "nome" : "";
+    m_chaves[{raiz, chave}];
     RegSetValueExA(h, valor, 0, tipo, static_cast<const BYTE*>(dados), tamanho);
     RegCloseKey(h);
 }
