@@ -74,10 +74,14 @@ TEST_F(AmbienteRelogio, SemConfiguracaoUsaORelogioReal) {
 }
 
 TEST_F(AmbienteRelogio, ConfiguracoesIgnoradas) {
-    for (const char* texto : {"0;00/00/0000;00:00:00:0000;00/00/0000;00:00:00:0000",
-                              "0;01/01/2020;08:00:00:0000;15/03/2024;10:00:00:0000", // switch 0
-                              "1;01/01/2020;08:00:00:0000;15/03/2024;10:00:00",      // 14 numbers
-                              "", "lixo"}) {
+    for (const char* texto :
+         {"0;00/00/0000;00:00:00:0000;00/00/0000;00:00:00:0000",
+          "0;01/01/2020;08:00:00:0000;15/03/2024;10:00:00:0000", // switch 0
+          "1;01/01/2020;08:00:00:0000;15/03/2024;10:00:00",      // 14 numbers
+          // parts past 16 bits, which cut to 16 bits would name real days
+          "1;01/01/2020;08:00:00:0000;15/01/201001;02:00:00:0000",
+          "1;65537/01/2020;08:00:00:0000;15/03/2024;10:00:00:0000",
+          "1;01/01/2020;08:00:00:0000;15/03/2024;10:00:00:-65536", "", "lixo"}) {
         tq::detail::EsqueceConfiguracaoDoRelogio();
         DefineRelogio(texto);
         EXPECT_EQ(tq::Ticks(GetCurrentTime_LocalFileTime()), tq::Ticks(relogio.AgoraLocal()))
