@@ -26,10 +26,11 @@ export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 roda() {
     local alvo=$1
     mkdir -p "$rascunho/$alvo"
-    local rc=0
+    local rc=0 dicionario=()
+    [ -f "fuzz/$alvo.dict" ] && dicionario=(-dict="fuzz/$alvo.dict")
     "build/fuzz/fuzz/fuzz_$alvo" -max_total_time="$segundos" -timeout=30 -print_final_stats=1 \
-        -artifact_prefix="$achados/$alvo-" "$rascunho/$alvo" "fuzz/corpus/$alvo" \
-        >"$rascunho/$alvo.log" 2>&1 || rc=$?
+        "${dicionario[@]}" -artifact_prefix="$achados/$alvo-" "$rascunho/$alvo" \
+        "fuzz/corpus/$alvo" >"$rascunho/$alvo.log" 2>&1 || rc=$?
     echo "$rc" >"$rascunho/$alvo.rc"
 }
 
