@@ -35,10 +35,14 @@ CTQString CItemApontamento::GetQuantidadeAsString(const CUnidadeMedida& unidade)
         return CGeCurrencyEx::FormataValor(m_quantidade.int64, unidade.nDecimais);
     // Whole hours kept in 16 bits; the third and fourth decimals dropped; 0.6 minutes a
     // hundredth, truncated. (c * 6) / 10 is c * 0.6 truncated for every hundredth an hour has,
-    // and stays defined for the absurd ones the 16-bit hours leave.
+    // and stays defined for the absurd ones the 16-bit hours leave. Near the ends of the 64-bit
+    // range taking those hours away leaves the range: the difference wraps rather than being
+    // undefined.
     const LONGLONG bruto = m_quantidade.int64;
     const auto horas = static_cast<short>(bruto / 10000);
-    const LONGLONG centesimos = (bruto - static_cast<LONGLONG>(horas) * 10000) / 100;
+    const auto resto = static_cast<LONGLONG>(static_cast<unsigned long long>(bruto) -
+                                             static_cast<unsigned long long>(horas) * 10000u);
+    const LONGLONG centesimos = resto / 100;
     CTQString texto;
     texto.Format("%02d:%02lld", static_cast<int>(horas), centesimos * 6 / 10);
     return texto;

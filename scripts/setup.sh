@@ -2,13 +2,15 @@
 # Installs everything the project needs on Debian 12 (as root; non-interactive; safe to repeat):
 # compilers for every preset, wine for the Windows tests, qemu-user for the 32-bit tests on
 # kernels that cannot run 32-bit programs, GoogleTest, Google Benchmark (and its
-# sources, for the Windows benchmark build), CLI11, nlohmann-json and clang-format.
+# sources, for the Windows benchmark build), CLI11, nlohmann-json, clang-format, and clang with
+# libFuzzer and llvm-symbolizer for the fuzz targets.
 set -euo pipefail
 
 packages=(
     g++ g++-multilib cmake ninja-build make git python3 pkg-config dpkg-dev
     googletest libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev
     clang-format
+    clang libclang-rt-14-dev llvm
     g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools
     wine wine64 libwine-dev
     qemu-user

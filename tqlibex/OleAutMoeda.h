@@ -49,11 +49,12 @@ inline bool MultiplicaCyRapido(LONGLONG a, LONGLONG b, LONGLONG& r) {
     LONGLONG p;
     if (__builtin_mul_overflow(a, b, &p))
         return false;
-    const LONGLONG sinal = p < 0 ? -1 : 0;
-    const unsigned long long modulo = static_cast<unsigned long long>((p ^ sinal) - sinal);
+    // Unsigned, so that a product of exactly -2^63 has its magnitude too.
+    const unsigned long long sinal = p < 0 ? ~0ull : 0;
+    const unsigned long long modulo = (static_cast<unsigned long long>(p) ^ sinal) - sinal;
     const unsigned long long q = modulo / 10000, resto = modulo - q * 10000;
-    const LONGLONG arredondado = static_cast<LONGLONG>(q + (resto + (q & 1) > 5000 ? 1 : 0));
-    r = (arredondado ^ sinal) - sinal;
+    const unsigned long long arredondado = q + (resto + (q & 1) > 5000 ? 1 : 0);
+    r = static_cast<LONGLONG>((arredondado ^ sinal) - sinal);
     return true;
 }
 

@@ -37,6 +37,19 @@ void ReportaConfiguracaoRecusada(const CTQString& texto) {
                texto.GetString());
 }
 
+// The moment of seven parts of the setting (day, month, year, hour, minute, second, ms). A part
+// too wide for its 16-bit field names no moment: cut to 16 bits it would name another one.
+bool MomentoDaConfiguracao(const long long* n, FILETIME& ft) {
+    for (int i = 0; i < 7; ++i)
+        if (n[i] < 0 || n[i] > 0xFFFF)
+            return false;
+    const SYSTEMTIME st = Momento(static_cast<unsigned>(n[0]), static_cast<unsigned>(n[1]),
+                                  static_cast<unsigned>(n[2]), static_cast<unsigned>(n[3]),
+                                  static_cast<unsigned>(n[4]), static_cast<unsigned>(n[5]),
+                                  static_cast<unsigned>(n[6]));
+    return SystemTimeToFileTime(&st, &ft) != 0;
+}
+
 bool MaquinaDeTeste(IRegistro& registro) {
     for (ERaizRegistro raiz : {ERaizRegistro::LocalMachine, ERaizRegistro::CurrentUser}) {
         DWORD marca = 0;
@@ -137,17 +150,18 @@ FILETIME Helper_SystemTimeToFileTime(const SYSTEMTIME& st) {
 FILETIME GetCurrentTime_LocalFileTime() {
     const FILETIME real = tq::RelogioAtual().AgoraLocal();
     const CTQString texto = tq::CarregaConfiguracao();
-    unsigned n[15] = {};
-    const int lidos = std::sscanf(texto, "%u;%u/%u/%u;%u:%u:%u:%u;%u/%u/%u;%u:%u:%u:%u", &n[0],
-                                  &n[1], &n[2], &n[3], &n[4], &n[5], &n[6], &n[7], &n[8], &n[9],
-                                  &n[10], &n[11], &n[12], &n[13], &n[14]);
+    // Read wide and signed, so that no part wraps into a valid-looking one.
+    long long n[15] = {};
+    const int lidos = std::sscanf(texto,
+                                  "%lld;%lld/%lld/%lld;%lld:%lld:%lld:%lld;%lld/%lld/%lld;%lld:"
+                                  "%lld:%lld:%lld",
+                                  &n[0], &n[1], &n[2], &n[3], &n[4], &n[5], &n[6], &n[7], &n[8],
+                                  &n[9], &n[10], &n[11], &n[12], &n[13], &n[14]);
     if (lidos != 15 || n[0] == 0)
         return real;
-    const SYSTEMTIME stReferencia = tq::Momento(n[8], n[9], n[10], n[11], n[12], n[13], n[14]);
-    const SYSTEMTIME stSimulado = tq::Momento(n[1], n[2], n[3], n[4], n[5], n[6], n[7]);
     FILETIME referencia, simulado;
-    if (!SystemTimeToFileTime(&stReferencia, &referencia) ||
-        !SystemTimeToFileTime(&stSimulado, &simulado)) {
+    if (!tq::MomentoDaConfiguracao(n + 8, referencia) ||
+        !tq::MomentoDaConfiguracao(n + 1, simulado)) {
         tq::ReportaConfiguracaoRecusada(texto);
         return real;
     }

@@ -109,6 +109,10 @@ public:
     [[noreturn]] void Erro(const std::string& texto) const {
         throw CErroCenario(m_caminho + ": " + texto);
     }
+    // A mistake in a key of this object, which need not be there (a required key left out).
+    [[noreturn]] void ErroEm(const std::string& chave, const std::string& texto) const {
+        throw CErroCenario(CaminhoDe(chave) + ": " + texto);
+    }
     // An object with none but the given keys.
     const CNo& Objeto(std::initializer_list<const char*> chaves) const {
         if (!m_j.is_object())
@@ -123,9 +127,7 @@ public:
         return *this;
     }
     bool Tem(const char* chave) const { return m_j.contains(chave) && !m_j[chave].is_null(); }
-    CNo Filho(const std::string& chave) const {
-        return CNo(m_j.at(chave), m_caminho.empty() ? chave : m_caminho + "." + chave);
-    }
+    CNo Filho(const std::string& chave) const { return CNo(m_j.at(chave), CaminhoDe(chave)); }
     // The elements of an optional array.
     std::vector<CNo> Lista(const char* chave) const {
         std::vector<CNo> v;
@@ -188,7 +190,7 @@ public:
     WORD Mes(const char* chave) const {
         CTQMa ma;
         if (!CTQMa::Le(Texto(chave).c_str(), ma))
-            Filho(chave).Erro("expected a month MM/AAAA");
+            ErroEm(chave, "expected a month MM/AAAA");
         return ma.GetCompactado();
     }
     DWORD Data(const char* chave) const {
@@ -196,23 +198,28 @@ public:
             return 0;
         CTQDma d;
         if (!CTQDma::Le(Texto(chave).c_str(), d))
-            Filho(chave).Erro("expected a date DD/MM/AAAA");
+            ErroEm(chave, "expected a date DD/MM/AAAA");
         return d.GetCompactado();
     }
     HRESULT Hr(const char* chave) const {
-        const CNo no = Filho(chave);
-        const std::string texto = no.m_j.is_string()   ? no.m_j.get<std::string>()
-                                  : no.m_j.is_binary() ? no.TextoDoNumero()
-                                                       : std::string();
+        std::string texto; // stays empty when the key is missing or of another type
+        if (Tem(chave)) {
+            const CNo no = Filho(chave);
+            if (no.m_j.is_string() || no.m_j.is_binary())
+                texto = no.m_j.is_string() ? no.m_j.get<std::string>() : no.TextoDoNumero();
+        }
         char* fim = nullptr;
         const long long v = std::strtoll(texto.c_str(), &fim, 0);
         if (texto.empty() || *fim || v < INT32_MIN || v > UINT32_MAX)
-            no.Erro("expected an HRESULT such as \"0x80004005\"");
+            ErroEm(chave, "expected an HRESULT such as \"0x80004005\"");
         return static_cast<HRESULT>(static_cast<unsigned>(v));
     }
     const std::string& Caminho() const { return m_caminho; }
 
 private:
+    std::string CaminhoDe(const std::string& chave) const {
+        return m_caminho.empty() ? chave : m_caminho + "." + chave;
+    }
     std::string TextoDoNumero() const {
         const json::binary_t& b = m_j.get_binary();
         return std::string(b.begin(), b.end());
@@ -318,9 +325,8 @@ CDadosAmostra LeCenario(const std::string& texto) {
         dados.apontamentos.push_back(LeApontamento(a));
         const Apontamento& novo = dados.apontamentos.back();
         if (!posicoes.insert({novo.ma, novo.ponteiro}).second)
-            a.Filho("ponteiro")
-                .Erro("a second record at month " + a.Texto("mes") + ", number " +
-                      std::to_string(novo.ponteiro));
+            a.ErroEm("ponteiro", "a second record at month " + a.Texto("mes") + ", number " +
+                                     std::to_string(novo.ponteiro));
     }
     for (const CNo& f : raiz.Lista("falhas")) {
         f.Objeto({"servidor", "operacao", "chamada", "hr"});
@@ -331,8 +337,8 @@ CDadosAmostra LeCenario(const std::string& texto) {
         h.Objeto({"servidor", "operacao", "tipo"});
         const auto tipo = TiposHostis().find(h.Texto("tipo"));
         if (tipo == TiposHostis().end())
-            h.Filho("tipo").Erro("expected ContagemSemArray, ContagemMaiorQueOArray or "
-                                 "ItensMaiorQueOArray");
+            h.ErroEm("tipo", "expected ContagemSemArray, ContagemMaiorQueOArray or "
+                             "ItensMaiorQueOArray");
         dados.hostilidades.push_back({h.Texto("servidor"), h.Texto("operacao"), tipo->second});
     }
     return dados;
