@@ -83,7 +83,8 @@ struct Falha {
 // A broken server's answer to every call of one operation that returns an array:
 // - ContagemSemArray: a count with no array;
 // - ContagemMaiorQueOArray: a count one larger than the array it sends;
-// - ItensMaiorQueOArray: each time record claims one item more than its item array holds.
+// - ItensMaiorQueOArray: each record claims one element more than its inner array holds (a time
+//   record's items; a contract item's or a contract range's classifications).
 // In one process nothing but the block's size tells a receiver that a count runs past its array:
 // the library asks the task allocator (IMalloc::GetSize), so these reach it as failures, not as
 // reads past the end. Through a proxy the marshaller sends exactly as many elements as the count

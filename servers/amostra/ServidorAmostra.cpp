@@ -60,7 +60,8 @@ HRESULT PreencheApontamento(const Apontamento& a, bool bItensAMais, _REG_APONTAM
     return S_OK;
 }
 
-HRESULT PreencheItemContrato(const Contrato& c, std::size_t i, _REG_ITEM_CONTRATO_PS& r) {
+HRESULT PreencheItemContrato(const Contrato& c, std::size_t i, bool bClassificacaoAMais,
+                             _REG_ITEM_CONTRATO_PS& r) {
     const ItemContrato& d = c.itens[i];
     r.pontContr = c.ponteiro;
     r.item = static_cast<ULONG>(i + 1);
@@ -70,7 +71,10 @@ HRESULT PreencheItemContrato(const Contrato& c, std::size_t i, _REG_ITEM_CONTRAT
     r.franquia.int64 = d.franquia;
     if (!(r.texto = DuplicaTexto(d.texto.c_str())))
         return E_OUTOFMEMORY;
-    return PreencheClassificacoes(d.classificacoes, r.classificacoes, r.qtdClassificacoes);
+    const HRESULT hr =
+        PreencheClassificacoes(d.classificacoes, r.classificacoes, r.qtdClassificacoes);
+    r.qtdClassificacoes += bClassificacaoAMais ? 1 : 0;
+    return hr;
 }
 
 HRESULT PreencheFaixa(const Faixa& d, REG_FAIXA_PS& r) {
@@ -360,9 +364,13 @@ public:
         if (FAILED(hr))
             return hr;
         const Contrato* c = ProcuraContrato(m_pEstado->Dados(), pontContr);
+        const bool bAMais =
+            m_pEstado->Hostil(m_pszNome, "LeItens", ETipoHostil::ItensMaiorQueOArray);
         return DevolveArray<_REG_ITEM_CONTRATO_PS>(
             *m_pEstado, m_pszNome, "LeItens", c ? c->itens.size() : 0,
-            [&](std::size_t i, _REG_ITEM_CONTRATO_PS& r) { return PreencheItemContrato(*c, i, r); },
+            [&](std::size_t i, _REG_ITEM_CONTRATO_PS& r) {
+                return PreencheItemContrato(*c, i, bAMais, r);
+            },
             LiberaItensContrato, pnQtd, pp);
     }
 
@@ -391,6 +399,8 @@ public:
                 r.servico = f->servico;
             hr = PreencheClassificacoes(c->faixas[i].classificacoes, r.classificacoes,
                                         r.qtdClassificacoes);
+            if (m_pEstado->Hostil(m_pszNome, "LeContrato", ETipoHostil::ItensMaiorQueOArray))
+                ++r.qtdClassificacoes;
         }
         if (FAILED(hr))
             LiberaContrato(*pContrato);

@@ -70,3 +70,38 @@ TEST(Gravacao, GravarEReproduzirDaOMesmoResultado) {
                                             "arrays (tqcalc frees the band arrays it holds)";
     CoUninitialize();
 }
+
+// Recording from a broken server: each hostile answer is refused, and what it sent is freed.
+TEST(Gravacao, RespostaHostilRecusadaSemPerderNada) {
+    ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)));
+    tq::CRegistroEmMemoria registro;
+    tq::CEscopoRegistro escopo(registro);
+    tq::teste::EspiaContadora espia;
+    using tq::amostra::ETipoHostil;
+    const std::tuple<const char*, const char*, ETipoHostil> hostis[] = {
+        {"ITQGE_Contratos", "LeContrato", ETipoHostil::ItensMaiorQueOArray},
+        {"ITQGE_Contratos", "LeItens", ETipoHostil::ItensMaiorQueOArray},
+        {"ITQGE_Contratos", "LeItens", ETipoHostil::ContagemMaiorQueOArray},
+        {"ITQGE_Faixa", "LeFaixa", ETipoHostil::ContagemSemArray},
+        {"ITQGE_Apontamentos", "LePosicoes", ETipoHostil::ContagemMaiorQueOArray},
+        {"ITQGE_Apontamentos", "LeApontamentos", ETipoHostil::ItensMaiorQueOArray}};
+    for (const auto& [servidor, operacao, tipo] : hostis) {
+        tq::amostra::CDadosAmostra dados = tq::amostra::LeArquivoCenario(
+            tq::teste::CaminhoDosDados("../../examples/coleta-residuos.json"));
+        dados.hostilidades.push_back({servidor, operacao, tipo});
+        tq::amostra::CServidorAmostra amostra(dados);
+        ASSERT_EQ(amostra.Registra(), S_OK);
+        tq::amostra::CDadosAmostra gravado;
+        {
+            tq::calc::CServidores servidores;
+            std::string relatorio;
+            ASSERT_EQ(servidores.Abre(relatorio), S_OK);
+            EXPECT_EQ(tq::calc::LeEntradas(servidores, 4001, CTQMa(3, 2024), gravado),
+                      tq::kDadosRuins)
+                << servidor << "::" << operacao;
+        }
+        EXPECT_EQ(espia.Vivos(), 0u) << servidor << "::" << operacao;
+    }
+    EXPECT_EQ(espia.LiberacoesInvalidas(), 0u);
+    CoUninitialize();
+}

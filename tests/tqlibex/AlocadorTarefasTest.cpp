@@ -36,3 +36,25 @@ TEST(AlocadorTarefas, EspiaVeCadaBlocoUmaVez) {
     EXPECT_EQ(depois.Alocados(), 1u);
     EXPECT_EQ(depois.Vivos(), 0u);
 }
+
+// A server's count held to the block it came in, counts whose size in bytes wraps a 32-bit
+// size_t among them (4 + 2^28 records of 16 bytes would need 64 bytes there).
+TEST(AlocadorTarefas, ContagemPresaAoBloco) {
+    struct Registro16 {
+        char b[16];
+    };
+    auto* p = static_cast<Registro16*>(CoTaskMemAlloc(4 * sizeof(Registro16)));
+    ASSERT_NE(p, nullptr);
+    for (const auto& [n, noBloco] : {std::pair<ULONG, ULONG>{0, 0},
+                                     {3, 3},
+                                     {4, 4},
+                                     {5, 4},
+                                     {0x10000004u, 4},
+                                     {0xFFFFFFFFu, 4}}) {
+        EXPECT_EQ(tq::RegistrosNoBloco(p, n), noBloco) << n;
+        EXPECT_EQ(tq::ArrayChegou(p, n), noBloco == n) << n;
+    }
+    EXPECT_TRUE(tq::ArrayChegou<Registro16>(nullptr, 0)) << "no records need no array";
+    EXPECT_FALSE(tq::ArrayChegou<Registro16>(nullptr, 1));
+    CoTaskMemFree(p);
+}
