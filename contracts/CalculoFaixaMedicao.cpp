@@ -50,16 +50,8 @@ HRESULT CCalculoFaixaMedicao::GetMedicoes(ULONG contrato, CTQMa mes,
     _REG_APONTAMENTO_PS* p = nullptr;
     hr = m_pApontamentos->Busca(consulta, &n, &p);
     CoTaskMemFree(consulta.buffer);
-    if (FAILED(hr))
-        return hr;
-    if (!tq::ApontamentosChegaram(p, n)) {
-        tq::LiberaApontamentos(p, n);
-        return tq::kDadosRuins;
-    }
-    // Byte for byte: the measurement-entry arrays inside the records are taken over as they are.
-    apontamentos.SetDados(p, n);
-    CoTaskMemFree(p);
-    return S_OK;
+    // The measurement-entry arrays inside the records are taken over as they are.
+    return FAILED(hr) ? hr : tq::RecebeApontamentos(p, n, apontamentos);
 }
 
 HRESULT CCalculoFaixaMedicao::CalculaItens(CTQMa mes) {

@@ -84,16 +84,7 @@ HRESULT CCalculoApontamentos::GetApontamentos(ULONG contrato, CTQMa ma,
     _REG_APONTAMENTO_PS* p = nullptr;
     hr = m_pApontamentos->LeApontamentos(nPosicoes, pPosicoes, &n, &p);
     CoTaskMemFree(pPosicoes);
-    if (FAILED(hr))
-        return hr;
-    if (!tq::ApontamentosChegaram(p, n)) {
-        tq::LiberaApontamentos(p, n);
-        return tq::kDadosRuins;
-    }
-    // Copied byte for byte: each record's item array comes along, to be freed with the records.
-    apontamentos.SetDados(p, n);
-    CoTaskMemFree(p);
-    return S_OK;
+    return FAILED(hr) ? hr : tq::RecebeApontamentos(p, n, apontamentos);
 }
 
 HRESULT CCalculoApontamentos::GetQuantidadeApontamentos(ULONG contrato, CTQMa ma,

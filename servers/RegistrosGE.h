@@ -123,6 +123,19 @@ constexpr HRESULT kDadosRuins = static_cast<HRESULT>(0x800706F7u);
 bool ItensContratoChegaram(const _REG_ITEM_CONTRATO_PS* p, ULONG n);
 bool ContratoChegou(const _REG_CONTRATO_PS& contrato);
 bool ApontamentosChegaram(const _REG_APONTAMENTO_PS* p, ULONG n);
+
+// A server's time records taken into an array byte for byte: the item arrays inside come along,
+// to be freed with the records. A refused answer is freed here and gives kDadosRuins.
+template <class CArray>
+HRESULT RecebeApontamentos(_REG_APONTAMENTO_PS* p, ULONG n, CArray& destino) {
+    if (!ApontamentosChegaram(p, n)) {
+        LiberaApontamentos(p, n);
+        return kDadosRuins;
+    }
+    destino.SetDados(p, n);
+    CoTaskMemFree(p);
+    return S_OK;
+}
 } // namespace tq
 
 namespace tq {
