@@ -11,6 +11,7 @@
 #include <deque>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 // A server interface as the business servers declare theirs: ITQUnknown first.
@@ -83,19 +84,15 @@ public:
         std::unique_lock lock(m_mutex);
         return m_cv.wait_for(lock, std::chrono::seconds(20), [&] { return m_nKeepAlives >= n; });
     }
-    // The next ping is held until SoltaOPing; EsperaPingPreso waits until it is being held.
-    void PrendeOProximoPing() {
+    // While held, a ping waits (until let go) as one to a host that does not answer.
+    void PrendePing(bool bPrender) {
         std::lock_guard lock(m_mutex);
-        m_bPrender = true;
+        m_bPrender = bPrender;
+        m_cv.notify_all();
     }
     bool EsperaPingPreso() {
         std::unique_lock lock(m_mutex);
         return m_cv.wait_for(lock, std::chrono::seconds(20), [&] { return m_bPreso; });
-    }
-    void SoltaOPing() {
-        std::lock_guard lock(m_mutex);
-        m_bPrender = false;
-        m_cv.notify_all();
     }
     ULONG Referencias() const { return m_nRefs; }
 
@@ -157,7 +154,7 @@ public:
     std::vector<std::string> vistas, blankets;
     std::vector<DWORD> pausas; // every Sleep but Sleep(0), not slept
     std::vector<std::string> pings;
-    std::atomic<int> nEntradasApartamento{0}, nSaidasApartamento{0}, nThreads{0};
+    std::atomic<int> nEntradasApartamento{0}, nSaidasApartamento{0}, nThreads{0}, nEncerradas{0};
 
     HRESULT CoCreateInstanceEx(REFCLSID, IUnknown*, DWORD dwClsCtx, COSERVERINFO* pServerInfo,
                                DWORD dwCount, MULTI_QI* pResults) override {
@@ -220,13 +217,9 @@ public:
     }
     // Waits (a generous while) until every thread started here has returned.
     bool EsperaFimDasThreads() {
-        std::unique_lock lock(m_mutexThreads);
-        return m_cvThreads.wait_for(lock, std::chrono::seconds(30),
-                                    [this] { return m_nEncerradas == nThreads; });
-    }
-    int ThreadsEncerradas() {
-        std::lock_guard lock(m_mutexThreads);
-        return m_nEncerradas;
+        for (int i = 0; i < 3000 && nEncerradas != nThreads; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        return nEncerradas == nThreads;
     }
     BOOL PostThreadMessageA(DWORD idThread, UINT uMsg, WPARAM wParam, LPARAM lParam) override {
         if (falha == "inicio" && uMsg == WM_TQ_KEEPALIVE_INICIA)
@@ -261,18 +254,12 @@ private:
         return s;
     }
     static DWORD WINAPI Trampolim(LPVOID p) {
-        auto* pInicio = static_cast<Inicio*>(p);
-        const DWORD r = pInicio->pfn(pInicio->p);
-        CPrimitivaRoteirizada& primitiva = *pInicio->pPrimitiva;
-        delete pInicio;
-        std::lock_guard lock(primitiva.m_mutexThreads);
-        ++primitiva.m_nEncerradas;
-        primitiva.m_cvThreads.notify_all();
+        const Inicio inicio = *static_cast<Inicio*>(p);
+        delete static_cast<Inicio*>(p);
+        const DWORD r = inicio.pfn(inicio.p);
+        ++inicio.pPrimitiva->nEncerradas; // the last touch: the primitive may go at once
         return r;
     }
-    std::mutex m_mutexThreads;
-    std::condition_variable m_cvThreads;
-    int m_nEncerradas = 0;
     CEscopoPrimitivaCom m_escopo;
 };
 

@@ -3,22 +3,20 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 
 namespace tq::teste {
 
 namespace {
 
+// A missing trailing cell reads as empty (Linha::Texto), so getline's dropping it is harmless.
 std::vector<std::string> Celulas(const std::string& linha) {
     std::vector<std::string> v;
-    std::size_t inicio = 0;
-    for (;;) {
-        const std::size_t tab = linha.find('\t', inicio);
-        v.push_back(linha.substr(inicio, tab - inicio));
-        if (tab == std::string::npos)
-            return v;
-        inicio = tab + 1;
-    }
+    std::istringstream in(linha);
+    for (std::string celula; std::getline(in, celula, '\t');)
+        v.push_back(celula);
+    return v;
 }
 
 std::string SemEscapes(const std::string& s) {

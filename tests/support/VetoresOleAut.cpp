@@ -74,15 +74,14 @@ Resultado DeDecimal(HRESULT hr, const DECIMAL& d) {
 
 Resultado Executa(const FuncoesOleAut& f, const Linha& v) {
     const std::string op = v.Texto("op"), esquerdo = v.Texto("left"), direito = v.Texto("right");
-    CY cy;
-    cy.int64 = 0;
+    CY cy{};
     DECIMAL d{};
-    if (op == "add")
-        return DeCy(f.add(LeCy(esquerdo), LeCy(direito), &cy), cy);
-    if (op == "sub")
-        return DeCy(f.sub(LeCy(esquerdo), LeCy(direito), &cy), cy);
-    if (op == "mul")
-        return DeCy(f.mul(LeCy(esquerdo), LeCy(direito), &cy), cy);
+    const auto aritmetica = op == "add"   ? f.add
+                            : op == "sub" ? f.sub
+                            : op == "mul" ? f.mul
+                                          : nullptr;
+    if (aritmetica)
+        return DeCy(aritmetica(LeCy(esquerdo), LeCy(direito), &cy), cy);
     if (op == "decfromcy")
         return DeDecimal(f.decFromCy(LeCy(esquerdo), &d), d);
     if (op == "decfromi2")
@@ -99,18 +98,9 @@ Resultado Executa(const FuncoesOleAut& f, const Linha& v) {
 }
 
 bool Confere(const Linha& v, const Resultado& r) {
-    if (r.hr != v.Hr("expected_hr"))
-        return false;
-    const std::string esperado = v.Texto("expected_raw"), sep = " OR ";
-    std::size_t inicio = 0;
-    for (;;) {
-        const std::size_t fim = esperado.find(sep, inicio);
-        if (esperado.substr(inicio, fim - inicio) == r.valor)
-            return true;
-        if (fim == std::string::npos)
-            return false;
-        inicio = fim + sep.size();
-    }
+    return r.hr == v.Hr("expected_hr") &&
+           (" OR " + v.Texto("expected_raw") + " OR ").find(" OR " + r.valor + " OR ") !=
+               std::string::npos;
 }
 
 } // namespace tq::teste

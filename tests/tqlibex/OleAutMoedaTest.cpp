@@ -79,12 +79,9 @@ TEST(OleAutMoedaPortavel, ArgumentosRuinsDeixamASaida) {
 
 namespace {
 
-// The division chain as the money value's division runs it on Windows, over the portable set.
+// The division chain the money value's division runs on Windows, over the portable set.
 HRESULT CadeiaPortavel(CY a, CY b, CY* out) {
     DECIMAL da, db, dq;
-    tq::oleaut::VarDecFromI2(0, &da);
-    tq::oleaut::VarDecFromI2(0, &db);
-    tq::oleaut::VarDecFromI2(0, &dq);
     tq::oleaut::VarDecFromCy(a, &da);
     tq::oleaut::VarDecFromCy(b, &db);
     const HRESULT hr = tq::oleaut::VarDecDiv(&da, &db, &dq);

@@ -47,7 +47,8 @@ TEST(RegistroPlataforma, LeOQueFoiGravado) {
     EXPECT_EQ(Le(HKCU, kTeste, "Texto"), "<missing>");
 }
 
-// The remote server lookup of the COM access layer sees the machine's classes through HKCR.
+// The remote server lookup of the COM access layer sees the machine's classes through HKCR:
+// registered under HKLM\Software\Classes, as servers register themselves.
 TEST(RegistroPlataforma, NomeDoServidorRemoto) {
     tq::teste::EscritorRegistro escritor;
     const GUID clsid = {
@@ -56,8 +57,10 @@ TEST(RegistroPlataforma, NomeDoServidorRemoto) {
     const char* app = "Software\\Classes\\AppID\\{AAAAAAAA-2222-3333-4444-555555555556}";
     EXPECT_EQ(std::string(tq::NomeDoServidorRemoto(clsid)), "");
     escritor.Texto(HKLM, classe, "AppID", "{AAAAAAAA-2222-3333-4444-555555555556}");
+    EXPECT_EQ(std::string(tq::NomeDoServidorRemoto(clsid)), "")
+        << "an AppID without a server name: local";
     escritor.Texto(HKLM, app, "RemoteServerName", "srv-negocios");
     EXPECT_EQ(std::string(tq::NomeDoServidorRemoto(clsid)), "srv-negocios");
-    escritor.RemoveChave(HKLM, app);
-    EXPECT_EQ(std::string(tq::NomeDoServidorRemoto(clsid)), "");
+    escritor.Texto(HKLM, classe, "AppID", "");
+    EXPECT_EQ(std::string(tq::NomeDoServidorRemoto(clsid)), "") << "an empty AppID: local";
 }

@@ -30,9 +30,10 @@ std::string Dword(const CDadosRegistro& d, ERaizRegistro raiz, const std::string
     return d.LeDword(raiz, chave.c_str(), valor, dw) ? std::to_string(dw) : "<missing>";
 }
 
-// A regedit export with every kind of line the reader meets.
-std::string Exportacao() {
-    std::ifstream in(tq::teste::CaminhoDosDados("exportacao.reg"), std::ios::binary);
+// exportacao.reg: a regedit export with every kind of line the reader meets;
+// exportacao-malformada.reg: seven bad lines among good ones.
+std::string Exportacao(const char* arquivo) {
+    std::ifstream in(tq::teste::CaminhoDosDados(arquivo), std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
@@ -40,7 +41,7 @@ std::string Exportacao() {
 
 TEST(ArquivoReg, ValoresDeUmaExportacao) {
     std::vector<std::string> avisos;
-    CDadosRegistro d = tq::LeArquivoReg(Exportacao(), &avisos);
+    CDadosRegistro d = tq::LeArquivoReg(Exportacao("exportacao.reg"), &avisos);
     EXPECT_TRUE(avisos.empty()) << avisos.front();
     EXPECT_FALSE(d.ExisteChave(HKLM, "SOFTWARE\\Removida"));
     for (const tq::teste::Linha& l : tq::teste::LeTabela("exportacao-valores.tsv")) {
@@ -62,18 +63,7 @@ TEST(ArquivoReg, ValoresDeUmaExportacao) {
 
 TEST(ArquivoReg, LinhaMalformadaNaoEstragaAsOutras) {
     std::vector<std::string> avisos;
-    const CDadosRegistro d = tq::LeArquivoReg("REGEDIT4\r\n"
-                                              "[HKEY_LOCAL_MACHINE\\SOFTWARE\\X]\r\n"
-                                              "\"A\"=\"1\"\r\n"
-                                              "\"B\"=dword:zz\r\n"
-                                              "\"C\"=\"sem fim\r\n"
-                                              "sem aspas=1\r\n"
-                                              "\"D\"=dword:123456789\r\n"
-                                              "\"E\" \"faltou igual\"\r\n"
-                                              "\"F\"=qword:1\r\n"
-                                              "\"G\"=dword:0000ffff\r\n"
-                                              "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Y\r\n",
-                                              &avisos);
+    const CDadosRegistro d = tq::LeArquivoReg(Exportacao("exportacao-malformada.reg"), &avisos);
     EXPECT_EQ(avisos.size(), 7u);
     EXPECT_EQ(Texto(d, HKLM, "SOFTWARE\\X", "A"), "1");
     EXPECT_EQ(Dword(d, HKLM, "SOFTWARE\\X", "G"), "65535")
@@ -119,17 +109,17 @@ TEST(Registro, EscopoInstalaERestaura) {
     tq::CRegistroEmMemoria externo, interno;
     externo.DefineTexto(HKLM, "SOFTWARE\\A", "v", "externo");
     interno.DefineTexto(HKLM, "SOFTWARE\\A", "v", "interno");
+    const auto le = [] {
+        CTQString s;
+        return tq::RegistroAtual().LeTexto(HKLM, "SOFTWARE\\A", "v", true, s) ? s.str() : "";
+    };
     {
         tq::CEscopoRegistro e1(externo);
         {
             tq::CEscopoRegistro e2(interno);
-            CTQString s;
-            ASSERT_TRUE(tq::RegistroAtual().LeTexto(HKLM, "SOFTWARE\\A", "v", true, s));
-            EXPECT_EQ(s, "interno");
+            EXPECT_EQ(le(), "interno");
         }
-        CTQString s;
-        ASSERT_TRUE(tq::RegistroAtual().LeTexto(HKLM, "SOFTWARE\\A", "v", true, s));
-        EXPECT_EQ(s, "externo");
+        EXPECT_EQ(le(), "externo");
     }
     EXPECT_EQ(&tq::RegistroAtual(), &tq::RegistroDaPlataforma());
 }

@@ -15,9 +15,6 @@
 
 using namespace tq::teste;
 using tq::ERaizRegistro;
-using tq::teste::GravadorTrace;
-using tq::teste::Linha;
-using tq::teste::Mensagem;
 
 namespace {
 

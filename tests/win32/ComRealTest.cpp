@@ -12,7 +12,7 @@
 #include <TQGE.h>
 
 #include <gtest/gtest.h>
-#include <tlhelp32.h>
+#include <process.h>
 
 #include <cstring>
 #include <string>
@@ -22,27 +22,13 @@ namespace {
 const char* const kChaveApp = "Software\\Classes\\AppID\\{EDF04AA8-B344-47A5-9499-5E33CC0CFD93}";
 constexpr HRESULT kIndisponivel = static_cast<HRESULT>(0x800706BAu);
 
-std::string DiretorioDoPrograma() {
+// Runs the sample server, which lies beside this program, and answers its exit code.
+intptr_t Servidor(const char* pszArgumento, const char* pszMais = nullptr) {
     char buffer[MAX_PATH];
-    const DWORD n = GetModuleFileNameA(nullptr, buffer, MAX_PATH);
-    std::string caminho(buffer, n);
-    return caminho.substr(0, caminho.find_last_of("\\/") + 1);
-}
-
-DWORD Executa(const std::string& linha) {
-    STARTUPINFOA si{};
-    si.cb = sizeof si;
-    PROCESS_INFORMATION pi{};
-    std::string comando = linha;
-    if (!CreateProcessA(nullptr, comando.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si,
-                        &pi))
-        return GetLastError();
-    WaitForSingleObject(pi.hProcess, INFINITE);
-    DWORD dwSaida = 1;
-    GetExitCodeProcess(pi.hProcess, &dwSaida);
-    CloseHandle(pi.hThread);
-    CloseHandle(pi.hProcess);
-    return dwSaida;
+    std::string exe(buffer, GetModuleFileNameA(nullptr, buffer, MAX_PATH));
+    exe = exe.substr(0, exe.find_last_of("\\/") + 1) + "tqge_servidor_amostra.exe";
+    return _spawnl(_P_WAIT, exe.c_str(), ("\"" + exe + "\"").c_str(), pszArgumento, pszMais,
+                   nullptr);
 }
 
 void ServidorRemoto(const char* pszNome) {
@@ -63,19 +49,7 @@ std::string NomeDestaMaquina() {
 
 // Wine keeps a killed server's class registration until rpcss.exe ends; COM restarts it.
 void EncerraRpcss() {
-    HANDLE hSnap = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
-    PROCESSENTRY32 pe{};
-    pe.dwSize = sizeof pe;
-    for (BOOL b = Process32First(hSnap, &pe); b; b = Process32Next(hSnap, &pe)) {
-        if (_stricmp(pe.szExeFile, "rpcss.exe") == 0) {
-            if (HANDLE h = OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, pe.th32ProcessID)) {
-                TerminateProcess(h, 0);
-                WaitForSingleObject(h, 5000);
-                CloseHandle(h);
-            }
-        }
-    }
-    CloseHandle(hSnap);
+    _spawnlp(_P_WAIT, "taskkill", "taskkill", "/F", "/IM", "rpcss.exe", nullptr);
 }
 
 // KeepAlive calls the server has answered, to any of its objects.
@@ -111,15 +85,11 @@ public:
         const HRESULT hr = TQCoInitializeSecurity();
         ASSERT_TRUE(hr == S_OK || hr == RPC_E_TOO_LATE) << std::hex << hr;
         // The sweep's scenario, as wine names a Linux path.
-        ASSERT_EQ(Executa("\"" + DiretorioDoPrograma() +
-                          "tqge_servidor_amostra.exe\" /RegServer /Cenario \"Z:" TQGE_DADOS_TESTE
-                          "/varredura.json\""),
-                  0u);
+        ASSERT_EQ(Servidor("/RegServer", "/Cenario \"Z:" TQGE_DADOS_TESTE "/varredura.json\""), 0);
     }
     void TearDown() override {
         ServidorRemoto(nullptr);
-        EXPECT_EQ(
-            Executa("\"" + DiretorioDoPrograma() + "tqge_servidor_amostra.exe\" /UnregServer"), 0u);
+        EXPECT_EQ(Servidor("/UnregServer"), 0);
         CoUninitialize();
     }
 };
