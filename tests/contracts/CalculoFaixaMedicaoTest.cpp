@@ -4,33 +4,18 @@
 // takes over) are counted, then freed by the test.
 #include "contracts/CalculoFaixaMedicao.h"
 
+#include "calculos/AmbienteCom.h"
 #include "servers/amostra/CenarioAmostra.h"
 #include "servers/amostra/ServidorAmostra.h"
-#include "support/EspiaContadora.h"
 #include "support/Tabela.h"
 #include "tools/tqcalc/Simulacao.h"
-#include "tqlibex/Registro.h"
-
-#include <gtest/gtest.h>
 
 #include <fstream>
 
 using nlohmann::json;
+using CalculoFaixaMedicao = tq::teste::AmbienteCom;
 
 namespace {
-
-class CalculoFaixaMedicao : public ::testing::Test {
-protected:
-    void SetUp() override { ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))); }
-    void TearDown() override {
-        EXPECT_EQ(espia.Vivos(), 0u) << "a block nobody freed";
-        EXPECT_EQ(espia.LiberacoesInvalidas(), 0u) << "a block freed twice, or not ours";
-        CoUninitialize();
-    }
-    tq::CRegistroEmMemoria registro;
-    tq::CEscopoRegistro escopoRegistro{registro};
-    tq::teste::EspiaContadora espia;
-};
 
 // Lets a test reach the protected pouring of one quantity into one range.
 class CCalculoExposto : public CCalculoFaixaMedicao {
