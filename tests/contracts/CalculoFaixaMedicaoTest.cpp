@@ -15,17 +15,6 @@
 using nlohmann::json;
 using CalculoFaixaMedicao = tq::teste::AmbienteCom;
 
-namespace {
-
-// Lets a test reach the protected pouring of one quantity into one range.
-class CCalculoExposto : public CCalculoFaixaMedicao {
-public:
-    using CCalculoFaixaMedicao::AdicionaItemPorFaixa;
-    using CCalculoFaixaMedicao::CCalculoFaixaMedicao;
-};
-
-} // namespace
-
 // The contract as the client holds it: its ranges, each with its first classification.
 CRegContratoPs Contrato(const tq::amostra::Contrato& c) {
     CRegContratoPs contrato;
@@ -69,10 +58,9 @@ TEST_F(CalculoFaixaMedicao, Casos) {
             if (esperado.contains("classificacoes")) {
                 json classes = json::array();
                 for (const CItemCalculoFaixaMedicao& s : servicos) {
-                    json codigos = json::array();
+                    json& codigos = classes.emplace_back(json::array());
                     for (const CRegClassificacaoGePs& cl : s.Classificacoes)
                         codigos.push_back(cl.GetCodigo());
-                    classes.push_back(codigos);
                 }
                 EXPECT_EQ(classes, esperado["classificacoes"]);
             }
@@ -82,28 +70,5 @@ TEST_F(CalculoFaixaMedicao, Casos) {
         }
         EXPECT_EQ(espia.LiberaOsVivos(), esperado["mantidos"].get<std::size_t>())
             << "the blocks kept on purpose, and no other";
-    }
-}
-
-// More service lines than the contract has ranges: the array's index error, as the suite raises it.
-TEST_F(CalculoFaixaMedicao, MaisEntradasQueFaixasLancaOErroDoArray) {
-    CCalculoExposto calculo("", 0, 0);
-    _REG_BANDA_FAIXA_PS banda{};
-    tagREG_FAIXA_PS faixa{};
-    faixa.qtdBandas = 1;
-    faixa.bandas = &banda;
-    tagCY dez;
-    dez.int64 = 100000;
-    for (ULONG servico : {10u, 20u}) {
-        faixa.servico = servico;
-        calculo.AdicionaItemPorFaixa(dez, faixa, CArrayClassificacoes());
-    }
-    calculo.GetContrato().GetArrFaixas().Add(CRegFaixaContratoPs());
-    CArrayItensFaixa servicos;
-    try {
-        calculo.GetServicosFaturamento(servicos);
-        ADD_FAILURE() << "no index error";
-    } catch (const std::invalid_argument& e) {
-        EXPECT_STREQ(e.what(), "ArrayExp - Ind:1, Size:1, Cod:1");
     }
 }

@@ -55,17 +55,6 @@ TEST_F(CalculoApontamentos, Casos) {
     }
 }
 
-TEST_F(CalculoApontamentos, NuncaInicializadoDevolveZeroENaoTocaNoResultado) {
-    CCalculoApontamentos calculo;
-    CCalculoApontamentos::CArrayCalculados linhas;
-    linhas.Add(REG_APONTAMENTO_CALCULADO{});
-    EXPECT_EQ(calculo.FazCalculoApontamentos(1234, CTQMa(3, 2024), linhas), S_OK);
-    EXPECT_EQ(linhas.GetSize(), 1);
-    CString codigos("x");
-    EXPECT_EQ(calculo.GetCodigosApontamentos(1234, CTQMa(3, 2024), codigos), S_OK);
-    EXPECT_EQ(codigos, "");
-}
-
 // The item cache: read once per calculation, emptied after it; items given with SetItens are not
 // read; a failure after the items were read keeps them, so the retry does not read them again.
 TEST_F(CalculoApontamentos, CacheDeItens) {
