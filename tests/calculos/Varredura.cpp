@@ -9,8 +9,9 @@
 
 #include <string>
 #include <thread>
+#include <tuple>
 
-using nlohmann::json;
+using json = nlohmann::ordered_json;
 
 namespace tq::teste {
 namespace {
@@ -18,15 +19,12 @@ namespace {
 constexpr ULONG kContrato = 1234;
 const CTQMa kMes(3, 2024);
 
-// What one pass of a module's billing gives: each step's status and outputs.
+// What one pass of a module's billing gives: each step's status (Inicializa, lines, amounts, codes,
+// ranges) and every output, in tqcalc's JSON form.
 struct CPasso {
-    HRESULT hrInicializa = S_OK, hrLinhas, hrValor, hrCodigos, hrFaixas;
-    json linhas, valor, codigos, itens, servicos;
+    std::vector<HRESULT> status{S_OK};
+    json saida;
     std::size_t nBandas = 0; // the band arrays the ranges calculation holds
-
-    std::vector<HRESULT> Status() const {
-        return {hrInicializa, hrLinhas, hrValor, hrCodigos, hrFaixas};
-    }
 };
 
 // The two calculation objects of one module, for contract 12345 and its ranges 7 and 8.
@@ -49,24 +47,19 @@ public:
             try {
                 m_tempo.Inicializa();
             } catch (long hr) {
-                p.hrInicializa = static_cast<HRESULT>(hr);
+                p.status[0] = static_cast<HRESULT>(hr);
             }
         }
-        CCalculoApontamentos::CArrayCalculados linhas;
-        p.hrLinhas = m_tempo.FazCalculoApontamentos(kContrato, kMes, linhas);
-        p.linhas = json::parse(calc::LinhasApontamentos(linhas).dump());
-        CCalculoApontamentos::LiberaApontamentosCalculados(linhas);
-        tagCY valor, desconto;
-        p.hrValor = m_tempo.GetValorApontamentos(kContrato, kMes, valor, desconto);
-        p.valor = {calc::Quantia(valor), calc::Quantia(desconto)};
-        CString codigos("?");
-        p.hrCodigos = m_tempo.GetCodigosApontamentos(kContrato, kMes, codigos);
-        p.codigos = codigos.str();
-        p.hrFaixas = m_faixas.CalculaItens(kMes);
-        p.itens = json::parse(calc::ItensFaixa(m_faixas.GetItens()).dump());
-        CArrayItensFaixa servicos;
-        m_faixas.GetServicosFaturamento(servicos);
-        p.servicos = json::parse(calc::ItensFaixa(servicos).dump());
+        calc::CResultado r;
+        r.valor.int64 = r.desconto.int64 = 1; // a failure must clear them
+        r.codigos = "?";
+        p.status.push_back(m_tempo.FazCalculoApontamentos(kContrato, kMes, r.linhas));
+        p.status.push_back(m_tempo.GetValorApontamentos(kContrato, kMes, r.valor, r.desconto));
+        p.status.push_back(m_tempo.GetCodigosApontamentos(kContrato, kMes, r.codigos));
+        p.status.push_back(m_faixas.CalculaItens(kMes));
+        r.itens.Copy(m_faixas.GetItens());
+        m_faixas.GetServicosFaturamento(r.servicos);
+        p.saida = calc::ParaJson(r);
         for (const tagREG_FAIXA_PS& f : m_faixas.GetFaixas())
             p.nBandas += f.bandas != nullptr;
         return p;
@@ -77,118 +70,97 @@ private:
     CCalculoFaixaMedicao m_faixas{"varredura", 1, 1};
 };
 
-ITQAmostra* Controle(CTQComPtr<ITQAmostra>& p) {
-    if (!p) {
-        EXPECT_EQ(p.CoCreateInstance(__uuidof(TQGE_Apontamentos)), S_OK);
+// The server's script, cleared, and a clean pass on fresh objects with the entry arrays one read
+// of the month keeps on purpose.
+struct CLimpo {
+    explicit CLimpo(EspiaContadora& espia) {
+        EXPECT_EQ(controle.CoCreateInstance(__uuidof(TQGE_Apontamentos)), S_OK);
+        SemFalhas();
+        passo = CFatura().Passo();
+        EXPECT_EQ(passo.status, std::vector<HRESULT>(5, S_OK));
+        EXPECT_FALSE(passo.saida["apontamentos"]["linhas"].empty());
+        EXPECT_FALSE(passo.saida["faixas"]["itens"].empty());
+        nEntradas = espia.LiberaOsVivos() - passo.nBandas;
     }
-    return p.GetInterface();
-}
+    void SemFalhas() { ASSERT_EQ(controle->DefineFalha("", "", 0, S_OK, FALSE), S_OK); }
 
-void SemFalhas(CTQComPtr<ITQAmostra>& controle) {
-    ASSERT_EQ(Controle(controle)->DefineFalha("", "", 0, S_OK, FALSE), S_OK);
-}
-
-// A clean pass on fresh objects, and the entry arrays one read of the month keeps on purpose.
-CPasso Limpo(CTQComPtr<ITQAmostra>& controle, EspiaContadora& espia, std::size_t& nEntradas) {
-    SemFalhas(controle);
-    CPasso limpo = CFatura().Passo();
-    for (HRESULT hr : limpo.Status())
-        EXPECT_EQ(hr, S_OK);
-    EXPECT_FALSE(limpo.linhas.empty());
-    EXPECT_FALSE(limpo.itens.empty());
-    nEntradas = espia.LiberaOsVivos() - limpo.nBandas;
-    return limpo;
-}
+    CTQComPtr<ITQAmostra> controle;
+    CPasso passo;
+    std::size_t nEntradas = 0;
+};
 
 // Only the failing step's outputs may differ from a clean pass, and only as a failure leaves
 // them: no lines, no amounts, no codes; the ranges read before the failing one keep their lines.
 void ConfereAposFalha(const CPasso& p, const CPasso& limpo, std::size_t nFaixasLidas) {
-    const bool bTempo = p.hrInicializa == S_OK;
-    const json vazio = json::array();
-    EXPECT_EQ(p.linhas, bTempo && p.hrLinhas == S_OK ? limpo.linhas : vazio);
-    const json zero = {"0.0000", "0.0000"};
-    EXPECT_EQ(p.valor, bTempo && p.hrValor == S_OK ? limpo.valor : zero);
-    EXPECT_EQ(p.codigos, bTempo && p.hrCodigos == S_OK ? limpo.codigos : json(""));
-    if (p.hrFaixas == S_OK) {
-        EXPECT_EQ(p.itens, limpo.itens);
-        EXPECT_EQ(p.servicos, limpo.servicos);
-        return;
-    }
-    // Each range bills one service of its own, in the contract's order.
-    json antes = json::array();
-    const std::vector<ULONG> servicos = {20, 21};
-    for (const json& l : limpo.itens)
-        for (std::size_t i = 0; i < nFaixasLidas; ++i)
-            if (l["servico"] == servicos[i])
+    json esperado = limpo.saida;
+    json& tempo = esperado["apontamentos"];
+    const auto falhou = [&](int passo) { return p.status[0] != S_OK || p.status[passo] != S_OK; };
+    if (falhou(1))
+        tempo["linhas"] = json::array();
+    if (falhou(2))
+        tempo["valor"] = tempo["desconto"] = "0.0000";
+    if (falhou(3))
+        tempo["codigos"] = "";
+    if (p.status[4] != S_OK) {
+        // Each range bills one service of its own (20, 21), in the contract's order.
+        json& faixas = esperado["faixas"];
+        json antes = json::array();
+        for (const json& l : faixas["itens"])
+            if (l["servico"].get<std::size_t>() < 20 + nFaixasLidas)
                 antes.push_back(l);
-    EXPECT_EQ(p.itens, antes);
+        faixas["itens"] = antes;
+        faixas["servicos"] = p.saida["faixas"]["servicos"]; // not looked at after a failure
+    }
+    EXPECT_EQ(p.saida, esperado);
 }
 
 } // namespace
 
 void VarreFalhas(EspiaContadora& espia, const std::vector<HRESULT>& falhas) {
-    CTQComPtr<ITQAmostra> controle;
-    std::size_t nEntradas = 0;
-    const CPasso limpo = Limpo(controle, espia, nEntradas);
-
+    CLimpo limpo(espia);
     // Every call the clean pass made is a position.
-    struct Posicao {
-        const char* servidor;
-        const char* operacao;
-        LONG chamada;
-    };
-    std::vector<Posicao> posicoes;
+    std::vector<std::tuple<const char*, const char*, LONG>> posicoes;
     for (const char* servidor : {"ITQGE_Apontamentos", "ITQGE_Contratos", "ITQGE_Faixa"})
         for (const char* operacao :
              {"Inicializa", "AbreConsulta", "Busca", "LePosicoes", "LeApontamentos", "LeItens",
               "LeContrato", "LeCodigos", "LeFaixas", "LeFaixa"}) {
             LONG n = 0;
-            ASSERT_EQ(Controle(controle)->GetChamadas(servidor, operacao, &n), S_OK);
+            ASSERT_EQ(limpo.controle->GetChamadas(servidor, operacao, &n), S_OK);
             for (LONG i = 1; i <= n; ++i)
-                posicoes.push_back({servidor, operacao, i});
+                posicoes.emplace_back(servidor, operacao, i);
         }
     EXPECT_GE(posicoes.size(), 15u) << "the clean pass calls every server";
 
-    for (const Posicao& pos : posicoes) {
+    for (const auto& [servidor, operacao, chamada] : posicoes)
         for (const HRESULT hr : falhas) {
-            SCOPED_TRACE(std::string(pos.servidor) + "." + pos.operacao + " call " +
-                         std::to_string(pos.chamada) + ": " + calc::Status(hr));
-            ASSERT_EQ(
-                Controle(controle)->DefineFalha(pos.servidor, pos.operacao, pos.chamada, hr, FALSE),
-                S_OK);
+            SCOPED_TRACE(std::string(servidor) + "." + operacao + " call " +
+                         std::to_string(chamada) + ": " + calc::Status(hr));
+            ASSERT_EQ(limpo.controle->DefineFalha(servidor, operacao, chamada, hr, FALSE), S_OK);
             std::size_t nMantidos = 0;
             {
                 CFatura fatura;
                 const CPasso p = fatura.Passo();
-                const auto status = p.Status();
-                EXPECT_EQ(std::count(status.begin(), status.end(), hr), 1);
-                EXPECT_EQ(std::count(status.begin(), status.end(), S_OK), 4);
-                const bool bLeFaixa = std::string(pos.operacao) == "LeFaixa";
-                ConfereAposFalha(p, limpo, bLeFaixa ? pos.chamada - 1 : 0);
-                if (p.hrFaixas == S_OK || bLeFaixa)
-                    nMantidos += nEntradas;
+                EXPECT_EQ(std::count(p.status.begin(), p.status.end(), hr), 1);
+                EXPECT_EQ(std::count(p.status.begin(), p.status.end(), S_OK), 4);
+                const bool bLeFaixa = std::string(operacao) == "LeFaixa";
+                ConfereAposFalha(p, limpo.passo, bLeFaixa ? chamada - 1 : 0);
+                if (p.status[4] == S_OK || bLeFaixa)
+                    nMantidos += limpo.nEntradas;
 
-                SemFalhas(controle);
+                limpo.SemFalhas();
                 const CPasso depois = fatura.Passo();
-                EXPECT_EQ(depois.Status(), limpo.Status()) << "the same objects succeed next";
-                EXPECT_EQ(depois.linhas, limpo.linhas);
-                EXPECT_EQ(depois.valor, limpo.valor);
-                EXPECT_EQ(depois.codigos, limpo.codigos);
-                EXPECT_EQ(depois.itens, limpo.itens);
-                EXPECT_EQ(depois.servicos, limpo.servicos);
-                nMantidos += nEntradas + depois.nBandas;
+                EXPECT_EQ(depois.status, limpo.passo.status) << "the same objects succeed next";
+                EXPECT_EQ(depois.saida, limpo.passo.saida);
+                nMantidos += limpo.nEntradas + depois.nBandas;
             }
             EXPECT_EQ(espia.LiberaOsVivos(), nMantidos)
                 << "the blocks kept on purpose (entry arrays, the last bands), and no other";
             EXPECT_EQ(espia.LiberacoesInvalidas(), 0u);
         }
-    }
 }
 
 long FaturasEmParalelo(EspiaContadora& espia, int nThreads, int nPassos) {
-    CTQComPtr<ITQAmostra> controle;
-    std::size_t nEntradas = 0;
-    const CPasso limpo = Limpo(controle, espia, nEntradas);
+    const CLimpo limpo(espia);
     std::vector<std::thread> threads;
     for (int t = 0; t < nThreads; ++t)
         threads.emplace_back([&] {
@@ -197,39 +169,41 @@ long FaturasEmParalelo(EspiaContadora& espia, int nThreads, int nPassos) {
                 CFatura fatura;
                 for (int i = 0; i < nPassos; ++i) {
                     const CPasso p = fatura.Passo();
-                    EXPECT_EQ(p.Status(), limpo.Status());
-                    EXPECT_EQ(p.linhas, limpo.linhas);
-                    EXPECT_EQ(p.itens, limpo.itens);
+                    EXPECT_EQ(p.status, limpo.passo.status);
+                    EXPECT_EQ(p.saida, limpo.passo.saida);
                 }
             }
             CoUninitialize();
         });
     for (std::thread& t : threads)
         t.join();
-    EXPECT_EQ(espia.LiberaOsVivos(),
-              static_cast<std::size_t>(nThreads) * (nPassos * nEntradas + limpo.nBandas));
+    EXPECT_EQ(espia.LiberaOsVivos(), static_cast<std::size_t>(nThreads) *
+                                         (nPassos * limpo.nEntradas + limpo.passo.nBandas));
     LONG nPings = 0;
-    EXPECT_EQ(Controle(controle)->GetPings(&nPings), S_OK);
+    EXPECT_EQ(limpo.controle->GetPings(&nPings), S_OK);
     return nPings;
 }
 
 HRESULT ServidorEncerradoNoMeio(EspiaContadora& espia) {
-    CTQComPtr<ITQAmostra> controle;
-    EXPECT_EQ(
-        Controle(controle)->DefineFalha("ITQGE_Apontamentos", "LeApontamentos", 1, S_OK, TRUE),
-        S_OK);
-    controle.Release();
+    {
+        CTQComPtr<ITQAmostra> controle;
+        EXPECT_EQ(controle.CoCreateInstance(__uuidof(TQGE_Apontamentos)), S_OK);
+        EXPECT_EQ(controle->DefineFalha("ITQGE_Apontamentos", "LeApontamentos", 1, S_OK, TRUE),
+                  S_OK);
+    }
     HRESULT hrNoMeio;
     {
         CFatura fatura;
         const CPasso p = fatura.Passo();
-        hrNoMeio = p.hrLinhas;
+        hrNoMeio = p.status[1];
         EXPECT_TRUE(FAILED(hrNoMeio));
-        EXPECT_TRUE(p.linhas.empty());
+        EXPECT_TRUE(p.saida["apontamentos"]["linhas"].empty());
         const CPasso depois = fatura.Passo();
-        for (HRESULT hr : {depois.hrLinhas, depois.hrValor, depois.hrCodigos, depois.hrFaixas})
-            EXPECT_TRUE(FAILED(hr)) << "the server is gone: " << calc::Status(hr);
-        EXPECT_TRUE(depois.linhas.empty() && depois.itens.empty());
+        for (std::size_t i = 1; i < depois.status.size(); ++i)
+            EXPECT_TRUE(FAILED(depois.status[i]))
+                << "the server is gone: " << calc::Status(depois.status[i]);
+        EXPECT_TRUE(depois.saida["apontamentos"]["linhas"].empty() &&
+                    depois.saida["faixas"]["itens"].empty());
     }
     EXPECT_EQ(espia.Vivos(), 0u);
     EXPECT_EQ(espia.LiberacoesInvalidas(), 0u);

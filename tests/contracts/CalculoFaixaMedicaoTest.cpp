@@ -4,42 +4,16 @@
 // takes over) are counted, then freed by the test.
 #include "contracts/CalculoFaixaMedicao.h"
 
+#include "calculos/AmbienteCom.h"
 #include "servers/amostra/CenarioAmostra.h"
 #include "servers/amostra/ServidorAmostra.h"
-#include "support/EspiaContadora.h"
 #include "support/Tabela.h"
 #include "tools/tqcalc/Simulacao.h"
-#include "tqlibex/Registro.h"
-
-#include <gtest/gtest.h>
 
 #include <fstream>
 
 using nlohmann::json;
-
-namespace {
-
-class CalculoFaixaMedicao : public ::testing::Test {
-protected:
-    void SetUp() override { ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))); }
-    void TearDown() override {
-        EXPECT_EQ(espia.Vivos(), 0u) << "a block nobody freed";
-        EXPECT_EQ(espia.LiberacoesInvalidas(), 0u) << "a block freed twice, or not ours";
-        CoUninitialize();
-    }
-    tq::CRegistroEmMemoria registro;
-    tq::CEscopoRegistro escopoRegistro{registro};
-    tq::teste::EspiaContadora espia;
-};
-
-// Lets a test reach the protected pouring of one quantity into one range.
-class CCalculoExposto : public CCalculoFaixaMedicao {
-public:
-    using CCalculoFaixaMedicao::AdicionaItemPorFaixa;
-    using CCalculoFaixaMedicao::CCalculoFaixaMedicao;
-};
-
-} // namespace
+using CalculoFaixaMedicao = tq::teste::AmbienteCom;
 
 // The contract as the client holds it: its ranges, each with its first classification.
 CRegContratoPs Contrato(const tq::amostra::Contrato& c) {
@@ -84,10 +58,9 @@ TEST_F(CalculoFaixaMedicao, Casos) {
             if (esperado.contains("classificacoes")) {
                 json classes = json::array();
                 for (const CItemCalculoFaixaMedicao& s : servicos) {
-                    json codigos = json::array();
+                    json& codigos = classes.emplace_back(json::array());
                     for (const CRegClassificacaoGePs& cl : s.Classificacoes)
                         codigos.push_back(cl.GetCodigo());
-                    classes.push_back(codigos);
                 }
                 EXPECT_EQ(classes, esperado["classificacoes"]);
             }
@@ -97,28 +70,5 @@ TEST_F(CalculoFaixaMedicao, Casos) {
         }
         EXPECT_EQ(espia.LiberaOsVivos(), esperado["mantidos"].get<std::size_t>())
             << "the blocks kept on purpose, and no other";
-    }
-}
-
-// More service lines than the contract has ranges: the array's index error, as the suite raises it.
-TEST_F(CalculoFaixaMedicao, MaisEntradasQueFaixasLancaOErroDoArray) {
-    CCalculoExposto calculo("", 0, 0);
-    _REG_BANDA_FAIXA_PS banda{};
-    tagREG_FAIXA_PS faixa{};
-    faixa.qtdBandas = 1;
-    faixa.bandas = &banda;
-    tagCY dez;
-    dez.int64 = 100000;
-    for (ULONG servico : {10u, 20u}) {
-        faixa.servico = servico;
-        calculo.AdicionaItemPorFaixa(dez, faixa, CArrayClassificacoes());
-    }
-    calculo.GetContrato().GetArrFaixas().Add(CRegFaixaContratoPs());
-    CArrayItensFaixa servicos;
-    try {
-        calculo.GetServicosFaturamento(servicos);
-        ADD_FAILURE() << "no index error";
-    } catch (const std::invalid_argument& e) {
-        EXPECT_STREQ(e.what(), "ArrayExp - Ind:1, Size:1, Cod:1");
     }
 }

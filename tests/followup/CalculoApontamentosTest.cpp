@@ -3,80 +3,45 @@
 // every block, the server's and the lines'.
 #include "followup/CalculoApontamentos.h"
 
+#include "calculos/AmbienteCom.h"
 #include "servers/amostra/CenarioAmostra.h"
 #include "servers/amostra/ServidorAmostra.h"
-#include "support/EspiaContadora.h"
 #include "support/Tabela.h"
 #include "tools/tqcalc/Simulacao.h"
-#include "tqlibex/Registro.h"
-
-#include <gtest/gtest.h>
 
 #include <fstream>
 
 using nlohmann::json;
-using tq::amostra::CDadosAmostra;
+using CalculoApontamentos = tq::teste::AmbienteCom;
 
 namespace {
 
-json LeCasos(const char* arquivo) {
-    std::ifstream in(tq::teste::CaminhoDosDados(arquivo));
-    return json::parse(in);
-}
-
-// A calculation object over a sample server of its own, in a multithreaded apartment, with no
-// remote server named (so no keep-alive thread) and the spy counting every block.
-class CalculoApontamentos : public ::testing::Test {
-protected:
-    void SetUp() override { ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))); }
-    void TearDown() override {
-        EXPECT_EQ(espia.Vivos(), 0u) << "a block nobody freed";
-        EXPECT_EQ(espia.LiberacoesInvalidas(), 0u) << "a block freed twice, or not ours";
-        CoUninitialize();
-    }
-    // The scenario's lines, totals and codes, as tqcalc shows them.
-    json Calcula(CCalculoApontamentos& calculo, ULONG contrato, CTQMa ma) {
-        CCalculoApontamentos::CArrayCalculados linhas;
-        const HRESULT hr = calculo.FazCalculoApontamentos(contrato, ma, linhas);
-        json r = {{"status", tq::calc::Status(hr)},
-                  {"linhas", json::parse(tq::calc::LinhasApontamentos(linhas).dump())}};
-        json rateio = json::array();
-        for (const REG_APONTAMENTO_CALCULADO& l : linhas) {
-            json partes = json::array();
-            for (ULONG i = 0; i < l.itemContrato.qtdClassificacoes; ++i) {
-                const _REG_CLASSIFICACAO_GE_PS& c = l.itemContrato.classificacoes[i];
-                EXPECT_EQ(std::string(c.descricao), "Classe " + std::to_string(c.codigo));
-                partes.push_back(std::to_string(c.codigo) + ":" + tq::calc::Quantia(c.valor));
-            }
-            rateio.push_back(partes);
+// The scenario's lines, totals and codes, as tqcalc shows them, and each line's share-out.
+json Calcula(CCalculoApontamentos& calculo, ULONG contrato, CTQMa ma) {
+    tq::calc::CResultado r;
+    r.bFaixas = false;
+    r.valor.int64 = r.desconto.int64 = 1; // a failure must clear them
+    r.hrApontamentos = calculo.FazCalculoApontamentos(contrato, ma, r.linhas);
+    EXPECT_EQ(calculo.GetValorApontamentos(contrato, ma, r.valor, r.desconto), r.hrApontamentos);
+    calculo.GetCodigosApontamentos(contrato, ma, r.codigos);
+    json j = json::parse(tq::calc::ParaJson(r)["apontamentos"].dump());
+    j["rateio"] = json::array();
+    for (const REG_APONTAMENTO_CALCULADO& l : r.linhas) {
+        json& partes = j["rateio"].emplace_back(json::array());
+        for (ULONG i = 0; i < l.itemContrato.qtdClassificacoes; ++i) {
+            const _REG_CLASSIFICACAO_GE_PS& c = l.itemContrato.classificacoes[i];
+            EXPECT_EQ(std::string(c.descricao), "Classe " + std::to_string(c.codigo));
+            partes.push_back(std::to_string(c.codigo) + ":" + tq::calc::Quantia(c.valor));
         }
-        r["rateio"] = rateio;
-        CCalculoApontamentos::LiberaApontamentosCalculados(linhas);
-        tagCY valor, desconto;
-        EXPECT_EQ(calculo.GetValorApontamentos(contrato, ma, valor, desconto), hr);
-        r["valor"] = tq::calc::Quantia(valor);
-        r["desconto"] = tq::calc::Quantia(desconto);
-        CString codigos;
-        calculo.GetCodigosApontamentos(contrato, ma, codigos);
-        r["codigos"] = codigos.str();
-        return r;
     }
-
-    tq::CRegistroEmMemoria registro;
-    tq::CEscopoRegistro escopoRegistro{registro};
-    tq::teste::EspiaContadora espia;
-};
-
-// Only the keys a case states are compared.
-void Confere(const json& obtido, const json& esperado) {
-    for (const auto& [chave, valor] : esperado.items())
-        EXPECT_EQ(obtido[chave], valor) << chave << " of " << obtido.dump(1);
+    return j;
 }
 
 } // namespace
 
 TEST_F(CalculoApontamentos, Casos) {
-    for (const json& caso : LeCasos("apontamentos.json")) {
+    std::ifstream in(tq::teste::CaminhoDosDados("apontamentos.json"));
+    for (const json& caso : json::parse(in)) {
         SCOPED_TRACE(caso["caso"].get<std::string>());
         tq::amostra::CServidorAmostra servidor(tq::amostra::LeCenario(caso["cenario"].dump()));
         ASSERT_EQ(servidor.Registra(), S_OK);
@@ -84,26 +49,17 @@ TEST_F(CalculoApontamentos, Casos) {
         calculo.Inicializa();
         CTQMa ma;
         ASSERT_TRUE(CTQMa::Le(caso["mes"].get<std::string>().c_str(), ma));
-        Confere(Calcula(calculo, 1234, ma), caso["esperado"]);
+        const json obtido = Calcula(calculo, 1234, ma);
+        for (const auto& [chave, valor] : caso["esperado"].items()) // only the keys a case states
+            EXPECT_EQ(obtido[chave], valor) << chave << " of " << obtido.dump(1);
     }
-}
-
-TEST_F(CalculoApontamentos, NuncaInicializadoDevolveZeroENaoTocaNoResultado) {
-    CCalculoApontamentos calculo;
-    CCalculoApontamentos::CArrayCalculados linhas;
-    linhas.Add(REG_APONTAMENTO_CALCULADO{});
-    EXPECT_EQ(calculo.FazCalculoApontamentos(1234, CTQMa(3, 2024), linhas), S_OK);
-    EXPECT_EQ(linhas.GetSize(), 1);
-    CString codigos("x");
-    EXPECT_EQ(calculo.GetCodigosApontamentos(1234, CTQMa(3, 2024), codigos), S_OK);
-    EXPECT_EQ(codigos, "");
 }
 
 // The item cache: read once per calculation, emptied after it; items given with SetItens are not
 // read; a failure after the items were read keeps them, so the retry does not read them again.
 TEST_F(CalculoApontamentos, CacheDeItens) {
     // One contract, one service with a franchise and an excess, one month of two records.
-    CDadosAmostra dados =
+    tq::amostra::CDadosAmostra dados =
         tq::amostra::LeArquivoCenario(tq::teste::CaminhoDosDados("cache-itens.json"));
     dados.falhas.push_back({"ITQGE_Apontamentos", "LePosicoes", 2, E_FAIL});
     tq::amostra::CServidorAmostra servidor(dados);

@@ -1,13 +1,14 @@
 // tqcalc's scenario files and recording: what is refused, and that a month recorded from the
 // servers replays to the same billing.
+#include "calculos/AmbienteCom.h"
 #include "servers/amostra/CenarioAmostra.h"
 #include "servers/amostra/ServidorAmostra.h"
-#include "support/EspiaContadora.h"
 #include "support/Tabela.h"
 #include "tools/tqcalc/Simulacao.h"
-#include "tqlibex/Registro.h"
 
-#include <gtest/gtest.h>
+#include <fstream>
+
+using Gravacao = tq::teste::AmbienteCom;
 
 TEST(Cenario, ErrosNomeiamOCaminho) {
     for (const tq::teste::Linha& l : tq::teste::LeTabela("cenarios-ruins.tsv")) {
@@ -36,11 +37,7 @@ TEST(Cenario, EscreveOQueLe) {
 
 // The month read from the servers through the library's normal path, written as a scenario,
 // served again: the same billing, line for line.
-TEST(Gravacao, GravarEReproduzirDaOMesmoResultado) {
-    ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)));
-    tq::CRegistroEmMemoria registro;
-    tq::CEscopoRegistro escopo(registro);
-    tq::teste::EspiaContadora espia;
+TEST_F(Gravacao, GravarEReproduzirDaOMesmoResultado) {
     const CTQMa mes(3, 2024);
     const auto calcula = [&](const tq::amostra::CDadosAmostra& dados) {
         tq::amostra::CServidorAmostra servidor(dados);
@@ -68,28 +65,18 @@ TEST(Gravacao, GravarEReproduzirDaOMesmoResultado) {
     EXPECT_EQ(calcula(reproduzido), calcula(original));
     EXPECT_EQ(espia.LiberaOsVivos(), 6u) << "each ranges calculation keeps its three entry "
                                             "arrays (tqcalc frees the band arrays it holds)";
-    CoUninitialize();
 }
 
 // Recording from a broken server: each hostile answer is refused, and what it sent is freed.
-TEST(Gravacao, RespostaHostilRecusadaSemPerderNada) {
-    ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)));
-    tq::CRegistroEmMemoria registro;
-    tq::CEscopoRegistro escopo(registro);
-    tq::teste::EspiaContadora espia;
-    using tq::amostra::ETipoHostil;
-    const std::tuple<const char*, const char*, ETipoHostil> hostis[] = {
-        {"ITQGE_Contratos", "LeContrato", ETipoHostil::ItensMaiorQueOArray},
-        {"ITQGE_Contratos", "LeItens", ETipoHostil::ItensMaiorQueOArray},
-        {"ITQGE_Contratos", "LeItens", ETipoHostil::ContagemMaiorQueOArray},
-        {"ITQGE_Faixa", "LeFaixa", ETipoHostil::ContagemSemArray},
-        {"ITQGE_Apontamentos", "LePosicoes", ETipoHostil::ContagemMaiorQueOArray},
-        {"ITQGE_Apontamentos", "LeApontamentos", ETipoHostil::ItensMaiorQueOArray}};
-    for (const auto& [servidor, operacao, tipo] : hostis) {
-        tq::amostra::CDadosAmostra dados = tq::amostra::LeArquivoCenario(
-            tq::teste::CaminhoDosDados("../../examples/coleta-residuos.json"));
-        dados.hostilidades.push_back({servidor, operacao, tipo});
-        tq::amostra::CServidorAmostra amostra(dados);
+TEST_F(Gravacao, RespostaHostilRecusadaSemPerderNada) {
+    std::ifstream in(tq::teste::CaminhoDosDados("../../examples/coleta-residuos.json"));
+    const nlohmann::json exemplo = nlohmann::json::parse(in);
+    for (const tq::teste::Linha& l : tq::teste::LeTabela("gravacao-hostis.tsv")) {
+        nlohmann::json cenario = exemplo;
+        cenario["hostis"] = {{{"servidor", l.Texto("servidor")},
+                              {"operacao", l.Texto("operacao")},
+                              {"tipo", l.Texto("tipo")}}};
+        tq::amostra::CServidorAmostra amostra(tq::amostra::LeCenario(cenario.dump()));
         ASSERT_EQ(amostra.Registra(), S_OK);
         tq::amostra::CDadosAmostra gravado;
         {
@@ -98,10 +85,8 @@ TEST(Gravacao, RespostaHostilRecusadaSemPerderNada) {
             ASSERT_EQ(servidores.Abre(relatorio), S_OK);
             EXPECT_EQ(tq::calc::LeEntradas(servidores, 4001, CTQMa(3, 2024), gravado),
                       tq::kDadosRuins)
-                << servidor << "::" << operacao;
+                << l.Origem();
         }
-        EXPECT_EQ(espia.Vivos(), 0u) << servidor << "::" << operacao;
+        EXPECT_EQ(espia.Vivos(), 0u) << l.Origem();
     }
-    EXPECT_EQ(espia.LiberacoesInvalidas(), 0u);
-    CoUninitialize();
 }
