@@ -26,8 +26,4 @@ void* AlocaZerado(std::size_t n, std::size_t cbElemento) {
     return p;
 }
 
-bool BlocoComporta(const void* pBloco, std::size_t nBytes) {
-    return pBloco && detail::TamanhoDoBlocoDeTarefa(pBloco) >= nBytes;
-}
-
 } // namespace tq

@@ -27,13 +27,10 @@ T* AlocaArray(std::size_t n) {
     return static_cast<T*>(AlocaZerado(n, sizeof(T)));
 }
 
-// Whether a block from the task allocator holds nBytes: how a receiver holds a count a server
-// sent to the array that came with it. A null block holds nothing.
-bool BlocoComporta(const void* pBloco, std::size_t nBytes);
-
 namespace detail {
-// The size the task allocator gave a block (IMalloc::GetSize on Windows); SIZE_MAX when the
-// platform cannot tell.
+// The size the task allocator gave a block (IMalloc::GetSize on Windows): 0 for a null pointer
+// and for one the allocator does not know as a block's start, SIZE_MAX when the platform cannot
+// be asked.
 std::size_t TamanhoDoBlocoDeTarefa(const void* pBloco);
 } // namespace detail
 

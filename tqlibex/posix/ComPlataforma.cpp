@@ -590,11 +590,13 @@ namespace tq::detail {
 
 void PreparaEspiaDaPlataforma() {} // CoTaskMemAlloc and CoTaskMemFree report by themselves
 
+// Every block CoTaskMemAlloc hands out starts after its mark: a pointer without one (into the
+// middle of a block, say) is no block and holds nothing a count may claim.
 std::size_t TamanhoDoBlocoDeTarefa(const void* p) {
     if (!p)
         return 0;
     const auto* pCabeca = static_cast<const CabecaBloco*>(p) - 1;
-    return pCabeca->marca == kMarcaBloco ? pCabeca->cb : SIZE_MAX;
+    return pCabeca->marca == kMarcaBloco ? pCabeca->cb : 0;
 }
 
 bool IsWow64(BOOL* pbWow64) {

@@ -97,7 +97,8 @@ std::size_t TamanhoDoBlocoDeTarefa(const void* pBloco) {
         return SIZE_MAX;
     const SIZE_T cb = pMalloc->GetSize(const_cast<void*>(pBloco));
     pMalloc->Release();
-    return cb == static_cast<SIZE_T>(-1) ? SIZE_MAX : static_cast<std::size_t>(cb);
+    // GetSize answers -1 for what is not one of its blocks.
+    return cb == static_cast<SIZE_T>(-1) ? 0 : static_cast<std::size_t>(cb);
 }
 
 bool IsWow64(BOOL* pbWow64) {
