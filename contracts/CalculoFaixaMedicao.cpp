@@ -35,6 +35,14 @@ HRESULT CCalculoFaixaMedicao::Inicializa() {
     return hr;
 }
 
+tagCY CCalculoFaixaMedicao::CapacidadeDaBanda(LONG inferior, LONG superior) {
+    const ULONG largura32 =
+        (static_cast<ULONG>(superior) - (static_cast<ULONG>(inferior) - 1u)) * 10000u;
+    tagCY capacidade;
+    capacidade.int64 = static_cast<LONGLONG>(largura32);
+    return capacidade;
+}
+
 HRESULT CCalculoFaixaMedicao::GetMedicoes(ULONG contrato, CTQMa mes,
                                           CArrayApontamentosPs& apontamentos) {
     _REG_FILTRO_APONTAMENTOS_PS filtro;
@@ -118,11 +126,7 @@ void CCalculoFaixaMedicao::AdicionaItemPorFaixa(tagCY quantidade, const tagREG_F
             m_itens.Add(linha);
             return;
         }
-        const ULONG largura32 =
-            (static_cast<ULONG>(banda.superior) - (static_cast<ULONG>(banda.inferior) - 1u)) *
-            10000u;
-        tagCY capacidade;
-        capacidade.int64 = static_cast<LONGLONG>(largura32);
+        const tagCY capacidade = CapacidadeDaBanda(banda.inferior, banda.superior);
         if (resto.int64 < capacidade.int64) {
             linha.Quantidade = resto;
             m_itens.Add(linha);

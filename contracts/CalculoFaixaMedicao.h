@@ -53,6 +53,10 @@ public:
     // (more entries than ranges raise the array's index error).
     void GetServicosFaturamento(CArrayItensFaixa& servicos);
 
+    // What a closed band holds, in four-decimal units: its width, inferior to superior inclusive,
+    // worked in 32-bit unsigned arithmetic that wraps, as the suite does.
+    static tagCY CapacidadeDaBanda(LONG inferior, LONG superior);
+
 protected:
     HRESULT GetMedicoes(ULONG contrato, CTQMa mes, CArrayApontamentosPs& apontamentos);
     // Pours one service's quantity into the range's bands, in the order they come (their bounds

@@ -154,11 +154,8 @@ void ExplicaFaixa(std::ostringstream& out, const Faixa& f, tagCY total) {
                 << Moeda(resto) << "\n";
             return;
         }
-        const ULONG largura32 =
-            (static_cast<ULONG>(banda.superior) - (static_cast<ULONG>(banda.inferior) - 1u)) *
-            10000u;
-        tagCY largura;
-        largura.int64 = static_cast<LONGLONG>(largura32);
+        const tagCY largura =
+            CCalculoFaixaMedicao::CapacidadeDaBanda(banda.inferior, banda.superior);
         out << Formata("    banda %ld a %ld, largura ", static_cast<long>(banda.inferior),
                        static_cast<long>(banda.superior))
             << Moeda(largura) << ": ";
