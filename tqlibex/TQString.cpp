@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <stdexcept>
 
 std::size_t CTQString::CheckIndex(int nIndex) const {
@@ -193,6 +194,79 @@ void TextoParaCampo(char* pCampo, std::size_t nTamanho, const char* pszTexto) {
     std::memset(pCampo, 0, nTamanho);
     if (pszTexto)
         std::memcpy(pCampo, pszTexto, strnlen(pszTexto, nTamanho - 1));
+}
+
+} // namespace tq
+
+namespace tq {
+
+namespace {
+// Windows-1252's 0x80-0x9F; the rest of its upper half is Latin-1.
+constexpr char16_t k80a9F[32] = {0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
+                                 0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
+                                 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
+                                 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
+} // namespace
+
+std::string ParaUtf8(std::string_view texto1252) {
+    std::string saida;
+    saida.reserve(texto1252.size());
+    for (const char ch : texto1252) {
+        const unsigned char b = static_cast<unsigned char>(ch);
+        const unsigned c = b < 0x80 ? b : b < 0xA0 ? k80a9F[b - 0x80] : b;
+        if (c < 0x80) {
+            saida += static_cast<char>(c);
+        } else if (c < 0x800) {
+            saida += static_cast<char>(0xC0 | (c >> 6));
+            saida += static_cast<char>(0x80 | (c & 0x3F));
+        } else {
+            saida += static_cast<char>(0xE0 | (c >> 12));
+            saida += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            saida += static_cast<char>(0x80 | (c & 0x3F));
+        }
+    }
+    return saida;
+}
+
+bool DeUtf8(std::string_view utf8, std::string& saida) {
+    std::string texto;
+    texto.reserve(utf8.size());
+    for (std::size_t i = 0; i < utf8.size();) {
+        const unsigned char b = static_cast<unsigned char>(utf8[i]);
+        unsigned c;
+        std::size_t n;
+        if (b < 0x80) {
+            c = b, n = 1;
+        } else if ((b & 0xE0) == 0xC0) {
+            c = b & 0x1Fu, n = 2;
+        } else if ((b & 0xF0) == 0xE0) {
+            c = b & 0x0Fu, n = 3;
+        } else {
+            return false; // four-byte sequences lie outside Windows-1252 anyway
+        }
+        if (i + n > utf8.size())
+            return false;
+        for (std::size_t k = 1; k < n; ++k) {
+            const unsigned char cont = static_cast<unsigned char>(utf8[i + k]);
+            if ((cont & 0xC0) != 0x80)
+                return false;
+            c = (c << 6) | (cont & 0x3Fu);
+        }
+        // Overlong forms would let one character hide behind another.
+        if ((n == 2 && c < 0x80) || (n == 3 && c < 0x800))
+            return false;
+        i += n;
+        if (c < 0x80 || (c >= 0xA0 && c <= 0xFF)) {
+            texto += static_cast<char>(c);
+            continue;
+        }
+        const char16_t* p = std::find(std::begin(k80a9F), std::end(k80a9F), c);
+        if (p == std::end(k80a9F))
+            return false;
+        texto += static_cast<char>(0x80 + (p - k80a9F));
+    }
+    saida = std::move(texto);
+    return true;
 }
 
 } // namespace tq

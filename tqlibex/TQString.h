@@ -96,4 +96,12 @@ namespace tq {
 CTQString TextoDoCampo(const char* pCampo, std::size_t nTamanho);
 // Writes a text into a fixed field: at most nTamanho - 1 characters, the rest zeroed.
 void TextoParaCampo(char* pCampo, std::size_t nTamanho, const char* pszTexto);
+
+// The suite's 8-bit texts are Windows-1252; terminals, JSON and web pages want UTF-8. The five
+// bytes Windows-1252 leaves undefined (0x81, 0x8D, 0x8F, 0x90, 0x9D) pass as the C1 controls of
+// the same number, as Windows converts them.
+std::string ParaUtf8(std::string_view texto1252);
+// The reverse: false, with `saida` untouched, when the text is not UTF-8 or holds a character
+// Windows-1252 cannot hold.
+bool DeUtf8(std::string_view utf8, std::string& saida);
 } // namespace tq

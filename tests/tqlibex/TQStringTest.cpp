@@ -84,3 +84,17 @@ TEST(TQString, IndiceForaLanca) {
     EXPECT_THROW(s.GetAt(2), std::out_of_range);
     EXPECT_THROW(s.GetAt(-1), std::out_of_range);
 }
+
+TEST(TQString, Utf8IdaEVolta) {
+    for (const tq::teste::Linha& l : tq::teste::LeTabela("texto-utf8.tsv")) {
+        const std::string w1252 = l.Texto("w1252"), utf8 = l.Texto("utf8");
+        std::string lido = "intocado";
+        EXPECT_EQ(tq::DeUtf8(utf8, lido), l.Bool("valido")) << l.Origem();
+        if (l.Bool("valido")) {
+            EXPECT_EQ(lido, w1252) << l.Origem();
+            EXPECT_EQ(tq::ParaUtf8(w1252), utf8) << l.Origem();
+        } else {
+            EXPECT_EQ(lido, "intocado") << l.Origem();
+        }
+    }
+}

@@ -19,29 +19,6 @@
 
 namespace {
 
-// The suite's texts are Windows-1252; terminals and JSON want UTF-8.
-std::string ParaUtf8(const char* texto) {
-    static const char16_t k80a9F[32] = {
-        0x20AC, 0x81,   0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
-        0x2039, 0x0152, 0x8D,   0x017D, 0x8F,   0x90,   0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
-        0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x9D,   0x017E, 0x0178};
-    std::string saida;
-    for (const unsigned char* p = reinterpret_cast<const unsigned char*>(texto); *p; ++p) {
-        const unsigned c = *p < 0x80 ? *p : *p < 0xA0 ? k80a9F[*p - 0x80] : *p;
-        if (c < 0x80) {
-            saida += static_cast<char>(c);
-        } else if (c < 0x800) {
-            saida += static_cast<char>(0xC0 | (c >> 6));
-            saida += static_cast<char>(0x80 | (c & 0x3F));
-        } else {
-            saida += static_cast<char>(0xE0 | (c >> 12));
-            saida += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            saida += static_cast<char>(0x80 | (c & 0x3F));
-        }
-    }
-    return saida;
-}
-
 std::optional<HRESULT> LeValor(const std::string& texto) {
     if (texto.empty())
         return std::nullopt;
@@ -69,15 +46,15 @@ nlohmann::json ComoJson(HRESULT hr) {
     char hex[16];
     std::snprintf(hex, sizeof hex, "0x%08X", static_cast<unsigned>(hr));
     const auto parte = [](int numero, const CTQString& nome) {
-        return nlohmann::json{{"numero", numero}, {"nome", ParaUtf8(nome)}};
+        return nlohmann::json{{"numero", numero}, {"nome", tq::ParaUtf8(nome.str())}};
     };
     return {{"hresult", hex},
             {"decimal", static_cast<long long>(hr)},
             {"severidade", parte(static_cast<int>((hr >> 31) & 1), GetNomeSeverity(hr))},
             {"facilidade", parte(static_cast<int>((hr >> 16) & 0x1FFF), GetNomeFacility(hr))},
             {"codigo", parte(static_cast<int>(hr & 0xFFFF), GetNomeCodigoWin32(hr))},
-            {"nome", ParaUtf8(GetNomeHResult(hr))},
-            {"descricao", ParaUtf8(GetDescricaoHResult(hr))}};
+            {"nome", tq::ParaUtf8(GetNomeHResult(hr).str())},
+            {"descricao", tq::ParaUtf8(GetDescricaoHResult(hr).str())}};
 }
 
 void Imprime(HRESULT hr) {
