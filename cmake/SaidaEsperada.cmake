@@ -1,7 +1,7 @@
-# Runs a program and checks its exit code and, optionally, a pattern in its output or its whole
-# standard output against a file, byte for byte:
+# Runs a program and checks its exit code and, optionally, a pattern in its output, a pattern that
+# must not be there, or its whole standard output against a file, byte for byte:
 #   cmake -DPROGRAMA=... [-DEMULADOR=...] -DARGS="a;b" -DCODIGO=2 [-DPADRAO=regex]
-#         [-DESPERADO=file] -P SaidaEsperada.cmake
+#         [-DAUSENTE=regex] [-DESPERADO=file] -P SaidaEsperada.cmake
 execute_process(COMMAND ${EMULADOR} ${PROGRAMA} ${ARGS}
     RESULT_VARIABLE codigo OUTPUT_VARIABLE saida ERROR_VARIABLE erros)
 if(NOT codigo EQUAL CODIGO)
@@ -9,6 +9,9 @@ if(NOT codigo EQUAL CODIGO)
 endif()
 if(DEFINED PADRAO AND NOT "${saida}${erros}" MATCHES "${PADRAO}")
     message(FATAL_ERROR "output does not match ${PADRAO}:\n${saida}${erros}")
+endif()
+if(DEFINED AUSENTE AND "${saida}${erros}" MATCHES "${AUSENTE}")
+    message(FATAL_ERROR "output matches ${AUSENTE}, which it must not:\n${saida}${erros}")
 endif()
 if(DEFINED ESPERADO)
     file(READ ${ESPERADO} esperado)

@@ -1,5 +1,7 @@
-// Facts about the platform the library runs on.
+// Facts about the platform the library runs on, and the console a tool writes to.
 #pragma once
+
+#include <string_view>
 
 namespace tq {
 
@@ -10,5 +12,13 @@ bool RodandoSobWine();
 // Standard output written byte for byte: no "\r" put before each "\n" on Windows, so that a
 // tool's output is the same file on every platform.
 void SaidaPadraoBinaria();
+
+enum class EFluxo { Saida, Erro };
+// Whether standard output or error is a terminal (a console) a person is looking at.
+bool EhTerminal(EFluxo fluxo);
+// Writes UTF-8 text to standard output or error. A Windows console gets it as UTF-16, so that
+// accents show whatever its code page; a pipe, a file and every POSIX stream get the bytes as
+// they are.
+void EscreveTexto(EFluxo fluxo, std::string_view utf8);
 
 } // namespace tq

@@ -6,6 +6,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <initializer_list>
@@ -23,7 +26,9 @@ using nlohmann::json;
 // ---- Parsing: a JSON tree whose numbers keep their text -------------------------------------
 
 // Builds the tree as nlohmann's own DOM parser does, but a number becomes a binary value holding
-// its text, so that an amount is never read through a double; a key given twice is an error.
+// its text, so that an amount is never read through a double; a key given twice, and a text with a
+// control character (which would cut a server's fixed field short), are errors named by their
+// path.
 class CConstrutor {
 public:
     json raiz;
@@ -33,7 +38,10 @@ public:
     bool number_integer(json::number_integer_t n) { return Numero(std::to_string(n)); }
     bool number_unsigned(json::number_unsigned_t n) { return Numero(std::to_string(n)); }
     bool number_float(json::number_float_t, const json::string_t& texto) { return Numero(texto); }
-    bool string(json::string_t& s) { return Valor(s); }
+    bool string(json::string_t& s) {
+        ChecaTexto(s, Aqui(), "o texto");
+        return Valor(s);
+    }
     bool binary(json::binary_t& b) { return Valor(b); }
     bool start_object(std::size_t) { return Abre(json::object()); }
     bool start_array(std::size_t) { return Abre(json::array()); }
@@ -41,18 +49,62 @@ public:
     bool end_array() { return Fecha(); }
     bool key(json::string_t& chave) {
         json& objeto = *m_pilha.back();
+        const std::string caminho =
+            m_caminhos.back().empty() ? chave : m_caminhos.back() + "." + chave;
+        // A key's own control character must not reach the message: the object's path names it.
+        ChecaTexto(chave, m_caminhos.back(), "uma chave");
         if (objeto.contains(chave))
-            throw CErroCenario(Caminho() + chave + ": key given twice");
-        m_chaves.back() = chave;
+            throw CErroCenario(caminho + ": chave repetida");
+        m_chave = caminho;
         m_pValor = &objeto[chave];
         return true;
     }
     bool parse_error(std::size_t posicao, const std::string&,
                      const nlohmann::detail::exception& e) {
-        throw CErroCenario("not JSON (at byte " + std::to_string(posicao) + "): " + e.what());
+        // nlohmann says where: "... at line 3, column 14: ...".
+        const std::string texto = e.what();
+        const std::size_t linha = texto.find("line "), fim = texto.find(':', linha);
+        throw CErroCenario("não é JSON válido (" +
+                           (linha != std::string::npos && fim != std::string::npos
+                                ? Traduz(texto.substr(linha, fim - linha))
+                                : "byte " + std::to_string(posicao)) +
+                           ")");
     }
 
 private:
+    static std::string Traduz(std::string onde) {
+        const std::size_t coluna = onde.find(", column ");
+        if (coluna != std::string::npos)
+            onde.replace(coluna, 9, ", coluna ");
+        return onde.replace(0, 5, "linha ");
+    }
+    // A C0 or C1 control, or DEL, anywhere in a text.
+    static void ChecaTexto(const std::string& texto, const std::string& caminho,
+                           const char* pszOQue) {
+        for (std::size_t i = 0; i < texto.size(); ++i) {
+            const unsigned char c = static_cast<unsigned char>(texto[i]);
+            unsigned ponto = c;
+            if (c == 0xC2 && i + 1 < texto.size()) // U+0080..U+00BF
+                ponto = static_cast<unsigned char>(texto[i + 1]);
+            else if (c >= 0x80)
+                continue;
+            if (ponto < 0x20 || ponto == 0x7F || (c == 0xC2 && ponto >= 0x80 && ponto <= 0x9F)) {
+                char u[16];
+                std::snprintf(u, sizeof u, "U+%04X", ponto);
+                throw CErroCenario((caminho.empty() ? std::string("(raiz)") : caminho) + ": " +
+                                   pszOQue + " tem um caractere de controle (" + u +
+                                   "), que cortaria o campo do servidor");
+            }
+        }
+    }
+    // The path of the value about to come.
+    std::string Aqui() const {
+        if (m_pilha.empty())
+            return "";
+        if (m_pilha.back()->is_array())
+            return m_caminhos.back() + "[" + std::to_string(m_pilha.back()->size()) + "]";
+        return m_chave;
+    }
     bool Numero(const std::string& texto) {
         return Valor(json::binary(std::vector<std::uint8_t>(texto.begin(), texto.end())));
     }
@@ -67,6 +119,7 @@ private:
         return true;
     }
     bool Abre(json&& vazio) {
+        const std::string caminho = Aqui();
         json* p;
         if (m_pilha.empty()) {
             raiz = std::move(vazio);
@@ -79,24 +132,17 @@ private:
             p = m_pValor;
         }
         m_pilha.push_back(p);
-        m_chaves.emplace_back();
+        m_caminhos.push_back(caminho);
         return true;
     }
     bool Fecha() {
         m_pilha.pop_back();
-        m_chaves.pop_back();
+        m_caminhos.pop_back();
         return true;
     }
-    // The keys that lead to the object being read (its own last key is not one of them).
-    std::string Caminho() const {
-        std::string c;
-        for (std::size_t i = 0; i + 1 < m_chaves.size(); ++i)
-            if (!m_chaves[i].empty())
-                c += m_chaves[i] + ".";
-        return c;
-    }
     std::vector<json*> m_pilha;
-    std::vector<std::string> m_chaves;
+    std::vector<std::string> m_caminhos; // of each open object or array
+    std::string m_chave;                 // the path of the last key read
     json* m_pValor = nullptr;
 };
 
@@ -107,7 +153,7 @@ public:
     CNo(const json& j, std::string caminho) : m_j(j), m_caminho(std::move(caminho)) {}
 
     [[noreturn]] void Erro(const std::string& texto) const {
-        throw CErroCenario(m_caminho + ": " + texto);
+        throw CErroCenario((m_caminho.empty() ? "(raiz)" : m_caminho) + ": " + texto);
     }
     // A mistake in a key of this object, which need not be there (a required key left out).
     [[noreturn]] void ErroEm(const std::string& chave, const std::string& texto) const {
@@ -116,13 +162,13 @@ public:
     // An object with none but the given keys.
     const CNo& Objeto(std::initializer_list<const char*> chaves) const {
         if (!m_j.is_object())
-            Erro("expected an object");
+            Erro("esperado um objeto JSON");
         for (const auto& [chave, valor] : m_j.items()) {
             bool bConhecida = false;
             for (const char* c : chaves)
                 bConhecida = bConhecida || chave == c;
             if (!bConhecida)
-                Filho(chave).Erro("unknown key");
+                Filho(chave).Erro("chave desconhecida");
         }
         return *this;
     }
@@ -135,7 +181,7 @@ public:
             return v;
         const CNo lista = Filho(chave);
         if (!lista.m_j.is_array())
-            lista.Erro("expected an array");
+            lista.Erro("esperado um array");
         for (std::size_t i = 0; i < lista.m_j.size(); ++i)
             v.emplace_back(lista.m_j[i], lista.m_caminho + "[" + std::to_string(i) + "]");
         return v;
@@ -146,16 +192,18 @@ public:
             return T{};
         const CNo no = Filho(chave);
         if (!no.m_j.is_binary())
-            no.Erro("expected a whole number");
+            no.Erro("esperado um número inteiro");
         const std::string texto = no.TextoDoNumero();
         char* fim = nullptr;
+        errno = 0;
         const long long v = std::strtoll(texto.c_str(), &fim, 10);
-        if (*fim || texto.empty() || v < static_cast<long long>(std::numeric_limits<T>::min()) ||
+        if (*fim || texto.empty() || errno == ERANGE ||
+            v < static_cast<long long>(std::numeric_limits<T>::min()) ||
             v > static_cast<long long>(std::numeric_limits<T>::max()))
-            no.Erro("expected a whole number from " +
-                    std::to_string(static_cast<long long>(std::numeric_limits<T>::min())) + " to " +
+            no.Erro("esperado um número inteiro de " +
+                    std::to_string(static_cast<long long>(std::numeric_limits<T>::min())) + " a " +
                     std::to_string(static_cast<long long>(std::numeric_limits<T>::max())) +
-                    ", not " + texto);
+                    ", não " + texto);
         return static_cast<T>(v);
     }
     // An amount with at most nDecimais decimals, raw.
@@ -164,33 +212,47 @@ public:
             return 0;
         const CNo no = Filho(chave);
         if (!no.m_j.is_string() && !no.m_j.is_binary())
-            no.Erro("expected an amount (a decimal string)");
+            no.Erro("esperado um valor (um texto decimal como \"12.50\")");
         const std::string texto =
             no.m_j.is_string() ? no.m_j.get<std::string>() : no.TextoDoNumero();
         LONGLONG bruto = 0;
-        if (!CGeCurrencyEx::LeDecimal(texto.c_str(), nDecimais, bruto)) {
-            const std::size_t ponto = texto.find('.');
-            if (ponto != std::string::npos &&
-                CGeCurrencyEx::LeDecimal(texto.substr(0, ponto + 1 + nDecimais).c_str(), nDecimais,
-                                         bruto))
-                no.Erro("\"" + texto + "\" has more than " + std::to_string(nDecimais) +
-                        " decimals");
-            no.Erro("\"" + texto + "\" is not an amount (digits, an optional \"-\" and \".\")");
-        }
-        return bruto;
+        if (CGeCurrencyEx::LeDecimal(texto.c_str(), nDecimais, bruto))
+            return bruto;
+        // Why not: its form, its decimals, or its size.
+        const std::size_t inicio = texto[0] == '-' ? 1 : 0, ponto = texto.find('.');
+        const std::string inteiros = texto.substr(inicio, ponto - std::min(ponto, inicio)),
+                          decimais = ponto == std::string::npos ? "" : texto.substr(ponto + 1);
+        const auto algarismos = [](const std::string& t) {
+            return !t.empty() && t.find_first_not_of("0123456789") == std::string::npos;
+        };
+        if (!algarismos(inteiros) || (ponto != std::string::npos && !algarismos(decimais)))
+            no.Erro("\"" + texto + "\" não é um valor (algarismos, um \"-\" opcional e \".\")");
+        if (decimais.size() > static_cast<std::size_t>(nDecimais))
+            no.Erro("\"" + texto + "\" tem mais de " + std::to_string(nDecimais) +
+                    " casas decimais");
+        no.Erro("\"" + texto + "\" está fora do alcance do tipo monetário (de " +
+                CGeCurrencyEx::TextoDecimal(std::numeric_limits<LONGLONG>::min(), nDecimais).str() +
+                " a " +
+                CGeCurrencyEx::TextoDecimal(std::numeric_limits<LONGLONG>::max(), nDecimais).str() +
+                ")");
     }
+    // A text, in the servers' 8-bit character set.
     std::string Texto(const char* chave) const {
         if (!Tem(chave))
             return std::string();
         const CNo no = Filho(chave);
         if (!no.m_j.is_string())
-            no.Erro("expected a text");
-        return no.m_j.get<std::string>();
+            no.Erro("esperado um texto");
+        std::string texto;
+        if (!DeUtf8(no.m_j.get<std::string>(), texto))
+            no.Erro("o texto tem um caractere que os servidores não guardam (fora do "
+                    "Windows-1252)");
+        return texto;
     }
     WORD Mes(const char* chave) const {
         CTQMa ma;
         if (!CTQMa::Le(Texto(chave).c_str(), ma))
-            ErroEm(chave, "expected a month MM/AAAA");
+            ErroEm(chave, "esperado um mês MM/AAAA");
         return ma.GetCompactado();
     }
     DWORD Data(const char* chave) const {
@@ -198,7 +260,7 @@ public:
             return 0;
         CTQDma d;
         if (!CTQDma::Le(Texto(chave).c_str(), d))
-            ErroEm(chave, "expected a date DD/MM/AAAA");
+            ErroEm(chave, "esperada uma data DD/MM/AAAA");
         return d.GetCompactado();
     }
     HRESULT Hr(const char* chave) const {
@@ -209,9 +271,10 @@ public:
                 texto = no.m_j.is_string() ? no.m_j.get<std::string>() : no.TextoDoNumero();
         }
         char* fim = nullptr;
+        errno = 0;
         const long long v = std::strtoll(texto.c_str(), &fim, 0);
-        if (texto.empty() || *fim || v < INT32_MIN || v > UINT32_MAX)
-            ErroEm(chave, "expected an HRESULT such as \"0x80004005\"");
+        if (texto.empty() || *fim || errno == ERANGE || v < INT32_MIN || v > UINT32_MAX)
+            ErroEm(chave, "esperado um HRESULT como \"0x80004005\"");
         return static_cast<HRESULT>(static_cast<unsigned>(v));
     }
     const std::string& Caminho() const { return m_caminho; }
@@ -287,12 +350,75 @@ Apontamento LeApontamento(const CNo& no) {
     return a;
 }
 
+// What each server offers to a scripted fault: its operations, and the hostile answers each
+// operation can give (an operation that returns no array has none).
+struct Operacao {
+    const char* nome;
+    std::vector<ETipoHostil> hostis;
+};
+struct Servidor {
+    const char* nome;
+    std::vector<Operacao> operacoes;
+};
+const std::vector<Servidor>& Servidores() {
+    using enum ETipoHostil;
+    static const std::vector<Servidor> servidores = {
+        {"ITQGE_Apontamentos",
+         {{"KeepAlive", {}},
+          {"Inicializa", {}},
+          {"AbreConsulta", {}},
+          {"Busca", {ContagemSemArray, ContagemMaiorQueOArray, ItensMaiorQueOArray}},
+          {"LePosicoes", {ContagemSemArray, ContagemMaiorQueOArray}},
+          {"LeApontamentos", {ContagemSemArray, ContagemMaiorQueOArray, ItensMaiorQueOArray}}}},
+        {"ITQGE_Contratos",
+         {{"KeepAlive", {}},
+          {"Inicializa", {}},
+          {"LeItens", {ContagemSemArray, ContagemMaiorQueOArray, ItensMaiorQueOArray}},
+          {"LeContrato", {ItensMaiorQueOArray}}}},
+        {"ITQGE_Faixa",
+         {{"KeepAlive", {}},
+          {"Inicializa", {}},
+          {"LeCodigos", {ContagemSemArray, ContagemMaiorQueOArray}},
+          {"LeFaixas", {ContagemSemArray, ContagemMaiorQueOArray}},
+          {"LeFaixa", {ContagemSemArray, ContagemMaiorQueOArray}}}}};
+    return servidores;
+}
+
 const std::map<std::string, ETipoHostil>& TiposHostis() {
     static const std::map<std::string, ETipoHostil> tipos = {
         {"ContagemSemArray", ETipoHostil::ContagemSemArray},
         {"ContagemMaiorQueOArray", ETipoHostil::ContagemMaiorQueOArray},
         {"ItensMaiorQueOArray", ETipoHostil::ItensMaiorQueOArray}};
     return tipos;
+}
+
+std::string NomeDoTipo(ETipoHostil tipo) {
+    for (const auto& [nome, t] : TiposHostis())
+        if (t == tipo)
+            return nome;
+    return "?";
+}
+
+// The server and operation a fault or a hostile answer names, both known; else the mistake.
+const Operacao& LeOperacao(const CNo& no, std::string& servidor, std::string& operacao) {
+    servidor = no.Texto("servidor");
+    operacao = no.Texto("operacao");
+    std::string nomes;
+    for (const Servidor& s : Servidores()) {
+        nomes += std::string(nomes.empty() ? "" : ", ") + s.nome;
+        if (servidor != s.nome)
+            continue;
+        std::string operacoes;
+        for (const Operacao& o : s.operacoes) {
+            if (operacao == o.nome)
+                return o;
+            operacoes += std::string(operacoes.empty() ? "" : ", ") + o.nome;
+        }
+        no.ErroEm("operacao", s.nome + std::string(" não tem a operação \"") + ParaUtf8(operacao) +
+                                  "\" (tem " + operacoes + ")");
+    }
+    no.ErroEm("servidor",
+              "\"" + ParaUtf8(servidor) + "\" não é um servidor de negócio (são " + nomes + ")");
 }
 
 } // namespace
@@ -309,10 +435,15 @@ CDadosAmostra LeCenario(const std::string& texto) {
     CDadosAmostra dados;
     if (raiz.Tem("contrato"))
         dados.contratos.push_back(LeContrato(raiz.Filho("contrato")));
+    std::set<ULONG> codigos;
     for (const CNo& f : raiz.Lista("faixas")) {
         f.Objeto({"codigo", "servico", "descricao", "bandas"});
         Faixa faixa{
             f.Inteiro<ULONG>("codigo"), f.Inteiro<ULONG>("servico"), f.Texto("descricao"), {}};
+        // The server serves the first definition of a code; a second one would be silently
+        // ignored by the calculation and shown by anyone reading the file.
+        if (!codigos.insert(faixa.codigo).second)
+            f.ErroEm("codigo", "uma segunda definição da faixa " + std::to_string(faixa.codigo));
         for (const CNo& b : f.Lista("bandas")) {
             b.Objeto({"inferior", "superior", "preco"});
             faixa.bandas.push_back(
@@ -325,21 +456,38 @@ CDadosAmostra LeCenario(const std::string& texto) {
         dados.apontamentos.push_back(LeApontamento(a));
         const Apontamento& novo = dados.apontamentos.back();
         if (!posicoes.insert({novo.ma, novo.ponteiro}).second)
-            a.ErroEm("ponteiro", "a second record at month " + a.Texto("mes") + ", number " +
+            a.ErroEm("ponteiro", "um segundo apontamento no mês " + a.Texto("mes") + ", número " +
                                      std::to_string(novo.ponteiro));
     }
+    // A fault that names what does not exist would never fire: the replay would run clean.
     for (const CNo& f : raiz.Lista("falhas")) {
         f.Objeto({"servidor", "operacao", "chamada", "hr"});
-        dados.falhas.push_back({f.Texto("servidor"), f.Texto("operacao"),
-                                f.Tem("chamada") ? f.Inteiro<int>("chamada") : 1, f.Hr("hr")});
+        Falha falha;
+        LeOperacao(f, falha.servidor, falha.operacao);
+        falha.chamada = f.Tem("chamada") ? f.Inteiro<int>("chamada") : 1;
+        if (falha.chamada < 1)
+            f.ErroEm("chamada",
+                     "as chamadas contam a partir de 1, não " + std::to_string(falha.chamada));
+        falha.hr = f.Hr("hr");
+        dados.falhas.push_back(falha);
     }
     for (const CNo& h : raiz.Lista("hostis")) {
         h.Objeto({"servidor", "operacao", "tipo"});
-        const auto tipo = TiposHostis().find(h.Texto("tipo"));
-        if (tipo == TiposHostis().end())
-            h.ErroEm("tipo", "expected ContagemSemArray, ContagemMaiorQueOArray or "
-                             "ItensMaiorQueOArray");
-        dados.hostilidades.push_back({h.Texto("servidor"), h.Texto("operacao"), tipo->second});
+        Hostilidade hostil;
+        const Operacao& operacao = LeOperacao(h, hostil.servidor, hostil.operacao);
+        std::string tipos;
+        for (const ETipoHostil t : operacao.hostis)
+            tipos += (tipos.empty() ? "" : ", ") + NomeDoTipo(t);
+        const std::string tipo = h.Texto("tipo");
+        const auto achado = TiposHostis().find(tipo);
+        if (achado == TiposHostis().end() ||
+            std::find(operacao.hostis.begin(), operacao.hostis.end(), achado->second) ==
+                operacao.hostis.end())
+            h.ErroEm("tipo", hostil.operacao + " não dá a resposta hostil \"" + ParaUtf8(tipo) +
+                                 "\" (" + (tipos.empty() ? "não devolve array" : "dá " + tipos) +
+                                 ")");
+        hostil.tipo = achado->second;
+        dados.hostilidades.push_back(hostil);
     }
     return dados;
 }
@@ -347,10 +495,14 @@ CDadosAmostra LeCenario(const std::string& texto) {
 CDadosAmostra LeArquivoCenario(const std::string& caminho) {
     std::ifstream in(caminho, std::ios::binary);
     if (!in)
-        throw CErroCenario(caminho + ": cannot be read");
+        throw CErroCenario(caminho + ": não foi possível ler o arquivo");
     std::ostringstream texto;
     texto << in.rdbuf();
-    return LeCenario(texto.str());
+    try {
+        return LeCenario(texto.str());
+    } catch (const CErroCenario& e) {
+        throw CErroCenario(caminho + ": " + e.what());
+    }
 }
 
 std::string EscreveCenario(const CDadosAmostra& dados) {
@@ -362,7 +514,7 @@ std::string EscreveCenario(const CDadosAmostra& dados) {
         for (const Classificacao& c : lista)
             v.push_back({{"codigo", c.codigo},
                          {"percentual", quantia(c.percentual, 4)},
-                         {"descricao", c.descricao}});
+                         {"descricao", ParaUtf8(c.descricao)}});
         return v;
     };
     json raiz = json::object();
@@ -374,13 +526,15 @@ std::string EscreveCenario(const CDadosAmostra& dados) {
                              {"precoUnitario", quantia(i.precoUnitario, 8)},
                              {"precoExcedente", quantia(i.precoExcedente, 8)},
                              {"franquia", quantia(i.franquia, 4)},
-                             {"texto", i.texto},
+                             {"texto", ParaUtf8(i.texto)},
                              {"classificacoes", classificacoes(i.classificacoes)}});
         for (const FaixaContrato& f : c.faixas)
             faixas.push_back(
                 {{"codigo", f.codigo}, {"classificacoes", classificacoes(f.classificacoes)}});
-        raiz["contrato"] = {
-            {"codigo", c.codigo}, {"ponteiro", c.ponteiro}, {"itens", itens}, {"faixas", faixas}};
+        raiz["contrato"] = {{"codigo", ParaUtf8(c.codigo)},
+                            {"ponteiro", c.ponteiro},
+                            {"itens", itens},
+                            {"faixas", faixas}};
     }
     raiz["faixas"] = json::array();
     for (const Faixa& f : dados.faixas) {
@@ -391,7 +545,7 @@ std::string EscreveCenario(const CDadosAmostra& dados) {
                               {"preco", quantia(b.preco, 4)}});
         raiz["faixas"].push_back({{"codigo", f.codigo},
                                   {"servico", f.servico},
-                                  {"descricao", f.descricao},
+                                  {"descricao", ParaUtf8(f.descricao)},
                                   {"bandas", bandas}});
     }
     raiz["apontamentos"] = json::array();
@@ -413,12 +567,12 @@ std::string EscreveCenario(const CDadosAmostra& dados) {
         raiz["apontamentos"].push_back({{"mes", CTQMa::DeCompactado(a.ma).Formata().str()},
                                         {"ponteiro", a.ponteiro},
                                         {"contrato", a.pontContr},
-                                        {"codigo", a.codigo},
+                                        {"codigo", ParaUtf8(a.codigo)},
                                         {"listarNF", a.listarNF},
                                         {"motorista", a.motorista},
                                         {"placa", a.placa},
                                         {"municipio", a.municipio},
-                                        {"residuos", a.residuos},
+                                        {"residuos", ParaUtf8(a.residuos)},
                                         {"itens", itens}});
     }
     return raiz.dump(2) + "\n";

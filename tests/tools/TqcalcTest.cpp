@@ -43,7 +43,8 @@ TEST_F(Gravacao, GravarEReproduzirDaOMesmoResultado) {
         tq::amostra::CServidorAmostra servidor(dados);
         EXPECT_EQ(servidor.Registra(), S_OK);
         tq::calc::CResultado r;
-        tq::calc::Calcula(dados.contratos[0].ponteiro, mes, r);
+        const tq::calc::CEscopoEscuta escuta;
+        tq::calc::Calcula(dados.contratos[0].codigo, dados.contratos[0].ponteiro, mes, r);
         return tq::calc::ParaJson(r).dump();
     };
     const tq::amostra::CDadosAmostra original = tq::amostra::LeArquivoCenario(

@@ -1,39 +1,43 @@
 // tqcalc, the billing simulator: both calculations of one contract and one month, every line
-// shown and explained. See --help, and the README for the scenario format.
+// shown and explained, and the invoice. See --help, and the README for the scenario format.
 #include <tqge.h>
 
 #include "servers/amostra/CenarioAmostra.h"
 #include "servers/amostra/ServidorAmostra.h"
+#include "tools/tqcalc/LinhaDeComando.h"
 #include "tools/tqcalc/Simulacao.h"
 
 #include <CLI/CLI.hpp>
 
-#include <cstdio>
+#include <cstdlib>
 #include <fstream>
-#include <iostream>
 
 namespace {
 
 constexpr int kErroNaEntrada = 2;
 
-const char* const kDescricao = R"(tqcalc: the billing of one contract in one month, line by line.
+const char* const kDescricao =
+    R"(tqcalc: o faturamento de um contrato num mês, linha por linha.
 
-It runs the two calculations a module runs for an invoice: the time calculation (the month's
-time records priced by the contract's items: franchise, "Excedente") and the calculation by
-measurement ranges (the month's measured quantities poured into the contract's bands), and
-shows every line with the reason it is there.
+Roda os dois cálculos que um módulo roda para uma nota: o cálculo por tempo (os apontamentos do
+mês cobrados pelos itens do contrato: franquia, "Excedente") e o cálculo por faixas de medição (as
+quantidades medidas no mês distribuídas pelas bandas do contrato); mostra cada linha com o motivo
+de estar ali e o total da nota.
 
-  tqcalc CENARIO.json --mes 03/2024          against the sample server, loaded from the file
-  tqcalc --contrato 12345 --mes 03/2024      against the business servers of this machine
+  tqcalc CENARIO.json --mes 03/2024          contra o servidor de amostra, carregado do arquivo
+  tqcalc --contrato 12345 --mes 03/2024      contra os servidores de negócio desta máquina
   tqcalc --gravar CASO.json --contrato 12345 --mes 03/2024
-                                             records what the servers hold for the contract and
-                                             the month as a scenario file, to replay anywhere
+                                             grava o que os servidores têm do contrato no mês
+                                             como um cenário, para reproduzir em qualquer lugar
 
-Exit codes: 0 done; 1 a calculation failed (its status is shown with its name); 2 a mistake in
-the command line or in the scenario file (the message names the place).)";
+Códigos de saída: 0 feito; 1 um cálculo falhou (o status aparece com o seu nome) ou os servidores
+não abriram; 2 um erro na linha de comando ou no cenário (a mensagem diz onde; nada é calculado);
+3 um valor não cabe no tipo monetário (as linhas saem como calculadas, com um aviso que diz o
+cálculo, o serviço e a conta).
+)";
 
 [[noreturn]] void Sai(int codigo, const std::string& texto) {
-    std::cerr << "tqcalc: " << texto << "\n";
+    tq::EscreveTexto(tq::EFluxo::Erro, "tqcalc: " + texto + "\n");
     std::exit(codigo);
 }
 
@@ -41,91 +45,102 @@ the command line or in the scenario file (the message names the place).)";
 
 int main(int argc, char** argv) {
     CLI::App app(kDescricao, "tqcalc");
-    // CLI11 reads "/x" as an option on Windows; a scenario path may start with a slash.
-    app.allow_windows_style_options(false);
+    tq::calc::EmPortugues(app);
     std::string cenario, mes, so, contrato, gravar;
     bool bJson = false;
-    app.add_option("cenario", cenario, "the scenario file (JSON) the sample server serves");
-    app.add_option("--mes", mes, "the month to bill, MM/AAAA")->required();
-    app.add_flag("--json", bJson, "the results as JSON, amounts as plain decimal strings");
-    app.add_option("--so", so, "only one calculation")
-        ->check(CLI::IsMember({"apontamentos", "faixas"}));
+    app.add_option("cenário", cenario, "o cenário (JSON) que o servidor de amostra serve")
+        ->type_name("");
+    app.add_option("--mes", mes, "o mês a faturar (obrigatório)")->type_name("MM/AAAA");
+    app.add_flag("--json", bJson, "os resultados em JSON, valores como texto decimal");
+    app.add_option("--so", so, "só um dos cálculos")->type_name("apontamentos|faixas");
     app.add_option("--contrato", contrato,
-                   "the contract's code, calculated against this machine's business servers");
-    app.add_option("--gravar", gravar, "record the contract's month from this machine's servers");
+                   "o código do contrato, calculado nos servidores de negócio desta máquina")
+        ->type_name("CÓDIGO");
+    app.add_option("--gravar", gravar,
+                   "grava como cenário o mês do contrato lido dos servidores desta máquina")
+        ->type_name("CASO.json");
     try {
         app.parse(argc, argv);
-    } catch (const CLI::CallForHelp& e) {
-        return app.exit(e);
+    } catch (const CLI::CallForHelp&) {
+        tq::EscreveTexto(tq::EFluxo::Saida, app.help());
+        return 0;
     } catch (const CLI::ParseError& e) {
-        app.exit(e);
-        return kErroNaEntrada;
+        Sai(kErroNaEntrada,
+            tq::calc::MensagemDaLinhaDeComando(e) + " (tqcalc --help mostra as opções)");
     }
+    if (mes.empty())
+        Sai(kErroNaEntrada, "falta --mes MM/AAAA, o mês a faturar");
     CTQMa ma;
     if (!CTQMa::Le(mes.c_str(), ma))
-        Sai(kErroNaEntrada, "--mes: \"" + mes + "\" is not a month MM/AAAA");
+        Sai(kErroNaEntrada, "--mes: \"" + mes + "\" não é um mês MM/AAAA");
+    if (!so.empty() && so != "apontamentos" && so != "faixas")
+        Sai(kErroNaEntrada, "--so: \"" + so + "\" não é apontamentos nem faixas");
     if (cenario.empty() == contrato.empty())
-        Sai(kErroNaEntrada, "give either a scenario file or --contrato");
+        Sai(kErroNaEntrada, "dê um arquivo de cenário ou --contrato, um dos dois");
     if (!gravar.empty() && contrato.empty())
-        Sai(kErroNaEntrada, "--gravar records from this machine's servers: give --contrato");
+        Sai(kErroNaEntrada, "--gravar grava dos servidores desta máquina: dê --contrato");
 
     tq::amostra::CDadosAmostra dados;
     if (!cenario.empty()) {
         try {
             dados = tq::amostra::LeArquivoCenario(cenario);
         } catch (const tq::amostra::CErroCenario& e) {
-            Sai(kErroNaEntrada, cenario + ": " + e.what());
+            Sai(kErroNaEntrada, e.what());
         }
         if (dados.contratos.empty())
-            Sai(kErroNaEntrada, cenario + ": contrato: the scenario has no contract");
+            Sai(kErroNaEntrada, cenario + ": contrato: o cenário não tem contrato");
     }
     const ULONG pontContr =
         cenario.empty() ? tq::amostra::PonteiroDoCodigo(contrato) : dados.contratos[0].ponteiro;
+    const std::string codigo = cenario.empty() ? contrato : tq::ParaUtf8(dados.contratos[0].codigo);
 
     tq::SaidaPadraoBinaria();
+    const tq::calc::CEscopoEscuta escuta;
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     TQCoInitializeSecurity();
-    int codigo = 0;
+    int codigoDeSaida = 0;
     {
         tq::amostra::CServidorAmostra amostra{tq::amostra::CDadosAmostra(dados)};
         tq::calc::CServidores servidores;
-        std::string relatorio;
         if (!cenario.empty()) {
-            if (FAILED(amostra.Registra()))
-                Sai(1, "the sample server could not be registered");
-        } else {
-            const HRESULT hr = servidores.Abre(relatorio);
-            std::cerr << relatorio;
+            const HRESULT hr = amostra.Registra();
             if (FAILED(hr))
-                Sai(1, "the business servers: " + tq::calc::Status(hr));
+                Sai(1, "o servidor de amostra não se registrou: " + tq::calc::NomeDoStatus(hr));
+        } else {
+            std::string relatorio;
+            const HRESULT hr = servidores.Abre(relatorio);
+            tq::EscreveTexto(tq::EFluxo::Erro, relatorio);
+            if (FAILED(hr))
+                Sai(1, "os servidores de negócio não abriram: " + tq::calc::NomeDoStatus(hr));
         }
         if (!gravar.empty()) {
             tq::amostra::CDadosAmostra lidos;
             const HRESULT hr = tq::calc::LeEntradas(servidores, pontContr, ma, lidos);
             if (FAILED(hr))
-                Sai(1, "reading the contract's month: " + tq::calc::Status(hr));
-            std::ofstream(gravar, std::ios::binary) << tq::amostra::EscreveCenario(lidos);
+                Sai(1, "a leitura do mês do contrato falhou: " + tq::calc::NomeDoStatus(hr));
+            std::ofstream arquivo(gravar, std::ios::binary);
+            arquivo << tq::amostra::EscreveCenario(lidos);
+            if (!arquivo.flush())
+                Sai(1, gravar + ": não foi possível gravar o cenário");
         } else {
             tq::calc::CResultado r;
             r.bApontamentos = so != "faixas";
             r.bFaixas = so != "apontamentos";
-            tq::calc::Calcula(pontContr, ma, r);
-            if (bJson) {
-                std::cout << tq::calc::ParaJson(r).dump(2) << "\n";
-            } else {
-                tq::amostra::CDadosAmostra entradas;
-                if (!cenario.empty())
-                    entradas = tq::calc::Filtra(dados, pontContr, ma);
-                else if (FAILED(tq::calc::LeEntradas(servidores, pontContr, ma, entradas)))
-                    std::cerr << "tqcalc: the inputs could not be read again to explain them\n";
-                std::cout << tq::calc::ParaTexto(r, entradas, pontContr, ma);
-            }
-            codigo =
-                (r.bApontamentos && FAILED(r.hrApontamentos)) || (r.bFaixas && FAILED(r.hrFaixas))
-                    ? 1
-                    : 0;
+            tq::calc::Calcula(codigo, pontContr, ma, r);
+            tq::EscreveTexto(tq::EFluxo::Saida,
+                             bJson ? tq::calc::ParaJson(r).dump(2) + "\n" : tq::calc::ParaTexto(r));
+            // Whoever reads only the screen, or only the JSON, is told too.
+            if (bJson)
+                for (const tq::calc::CAviso& a : r.avisos)
+                    tq::EscreveTexto(tq::EFluxo::Erro,
+                                     "tqcalc: aviso: " + tq::calc::TextoDoAviso(a) + "\n");
+            else if (!r.avisos.empty())
+                tq::EscreveTexto(tq::EFluxo::Erro,
+                                 "tqcalc: atenção: um valor não cabe no tipo monetário; veja "
+                                 "os avisos no fim da saída\n");
+            codigoDeSaida = tq::calc::CodigoDeSaida(r);
         }
     }
     CoUninitialize();
-    return codigo;
+    return codigoDeSaida;
 }

@@ -1,0 +1,27 @@
+// tqcalc's faces: the same result for a person (text), for scripts (JSON). They show what the
+// core computed and read; they compute nothing of their own.
+#pragma once
+
+#include "tools/tqcalc/Nucleo.h"
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+
+namespace tq::calc {
+
+// The `--json` form, in a fixed shape: {"apontamentos": {...}, "faixas": {...}, "totalNota",
+// "avisos"} (a calculation not run is left out; "totalNota" is null without an invoice).
+nlohmann::ordered_json ParaJson(const CResultado& r);
+nlohmann::ordered_json LinhasApontamentos(const CCalculoApontamentos::CArrayCalculados& linhas);
+nlohmann::ordered_json ItensFaixa(const CArrayItensFaixa& itens);
+
+// Every line with the reason it is there, what was not reached and why, and the invoice.
+std::string ParaTexto(const CResultado& r);
+
+// One warning as a sentence: the calculation, the service, the step and its exact value.
+std::string TextoDoAviso(const CAviso& a);
+
+std::string Quantia(tagCY cy, int nDecimais = 4);
+
+} // namespace tq::calc

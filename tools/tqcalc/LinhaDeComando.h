@@ -1,0 +1,16 @@
+// CLI11 in Portuguese: help labels, columns that count characters rather than bytes (accents take
+// two bytes in UTF-8), and its errors said again for a person at tqcalc.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <string>
+
+namespace tq::calc {
+
+// Labels, columns and the help flag of `app` in Portuguese; call before adding options.
+void EmPortugues(CLI::App& app);
+// A parse error of CLI11 as a sentence in Portuguese.
+std::string MensagemDaLinhaDeComando(const CLI::ParseError& e);
+
+} // namespace tq::calc
