@@ -24,11 +24,16 @@
 // }
 //
 // Amounts are decimal strings, or JSON numbers read through their text (never through a
-// double): contract item prices up to 8 decimals, every other amount up to 4. Optional fields
-// are 0 or empty; the contract's internal number is atol(codigo) / 10 unless "ponteiro" gives it.
-// A mistake (an unknown key, a wrong type, a malformed amount, too many decimals, a month that is
-// not MM/AAAA, a date that is not DD/MM/AAAA, two records at one position) throws
-// CErroCenario, whose text names the JSON path: "apontamentos[3].itens[0].quantidade: ...".
+// double): contract item prices up to 8 decimals, every other amount up to 4. Texts are UTF-8 in
+// the file and Windows-1252 in the data set, as the servers keep them. Optional fields are 0 or
+// empty; the contract's internal number is atol(codigo) / 10 unless "ponteiro" gives it. A
+// mistake throws CErroCenario, whose text (Portuguese, UTF-8) names the JSON path with its indices:
+// "apontamentos[3].itens[0].quantidade: ...". Mistakes: an unknown key or one given twice, a
+// wrong type, a malformed amount, too many decimals, an amount out of range, a text with a
+// control character or a character Windows-1252 lacks, a month not MM/AAAA, a date not
+// DD/MM/AAAA, two records at one position, two ranges with one code, and a fault or a hostile
+// answer that could never fire (an unknown server or operation, a call below 1, a hostile kind
+// the operation cannot give).
 #pragma once
 
 #include "servers/amostra/DadosAmostra.h"
@@ -44,10 +49,11 @@ public:
 };
 
 CDadosAmostra LeCenario(const std::string& texto);
+// The same, its mistakes prefixed with the file's path ("caso.json: contrato.itens[0]...").
 CDadosAmostra LeArquivoCenario(const std::string& caminho);
 
 // The data set as a scenario file (the contract is the first one), amounts with all their
-// decimals: what LeCenario reads back to the same data set.
+// decimals, texts in UTF-8: what LeCenario reads back to the same data set.
 std::string EscreveCenario(const CDadosAmostra& dados);
 
 // The contract's internal number from its code: atol(codigo) / 10, unsigned.
