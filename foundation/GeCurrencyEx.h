@@ -90,6 +90,11 @@ public:
     // The raw integer always read as four-decimal currency; m_nDecimais only says how many
     // decimals are printed: 1.234.567,89.
     CTQString GetFormatado() const { return FormataValor(m_cyValor.int64, m_nDecimais); }
+    // The amount in words, Brazilian Portuguese in Windows-1252, lower case, as invoices and
+    // receipts carry it: the raw integer read as four-decimal currency (m_nDecimais plays no part)
+    // and rounded to cents half away from zero. 1.234,56 is "mil duzentos e trinta e quatro reais
+    // e cinquenta e seis centavos"; a value that rounds to no cents is "zero reais".
+    CTQString GetExtenso() const;
     // Whole currency units read again as a four-decimal value: 125,000.0000 prints 12,50.
     static CString ImprimeDesconto(const tagCY& cy);
     CString ImprimeComoDesconto() const { return ImprimeDesconto(m_cyValor); }
