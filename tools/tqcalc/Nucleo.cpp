@@ -6,6 +6,7 @@
 #include <map>
 #include <set>
 #include <stdexcept>
+#include <utility>
 
 namespace tq::calc {
 
@@ -281,6 +282,104 @@ private:
     CResultado& m_r;
 };
 
+// ---- Why each line is there ----------------------------------------------------------------
+
+LONGLONG SomaComVolta(LONGLONG a, LONGLONG b) {
+    return static_cast<LONGLONG>(static_cast<unsigned long long>(a) +
+                                 static_cast<unsigned long long>(b));
+}
+
+// Each contract item and recorded service, as the time calculation decided: its totals in plain
+// 64-bit sums, which wrap as the calculation's do.
+void ExplicaApontamentos(CResultado& r) {
+    const CConversa& c = r.calculo.conversa;
+    if (!r.calculo.bAlcancado || FAILED(r.calculo.hr))
+        return;
+    std::map<ULONG, LONGLONG> apontado;
+    std::map<ULONG, CExato> exato;
+    std::vector<ULONG> ordem;
+    for (const Apontamento& a : c.apontamentos)
+        for (const ItemApontamento& i : a.itens) {
+            if (!apontado.count(i.servico))
+                ordem.push_back(i.servico);
+            apontado[i.servico] = SomaComVolta(apontado[i.servico], i.quantidade.int64);
+            exato[i.servico] = exato[i.servico] + CExato(i.quantidade.int64);
+        }
+    std::set<ULONG> tratados;
+    for (const ItemContrato& item : c.itens) {
+        CMotivoItem m;
+        m.servico = item.servico;
+        m.texto = item.texto;
+        m.franquia = item.franquia;
+        const auto g = apontado.find(item.servico);
+        if (!tratados.insert(item.servico).second) {
+            m.motivo = CMotivoItem::JaTratado;
+        } else if (g == apontado.end()) {
+            m.motivo = CMotivoItem::SemApontamento;
+        } else {
+            m.apontado = g->second;
+            m.excedente = SomaComVolta(
+                m.apontado, static_cast<LONGLONG>(0 - static_cast<unsigned long long>(m.franquia)));
+            m.motivo = m.franquia < 0    ? CMotivoItem::FranquiaNegativa
+                       : m.franquia == 0 ? CMotivoItem::SemFranquia
+                       : m.excedente > 0 ? CMotivoItem::ComExcedente
+                                         : CMotivoItem::SemExcedente;
+        }
+        r.motivos.push_back(m);
+    }
+    std::set<ULONG> medidos;
+    for (const Faixa& f : r.calculoFaixas.conversa.faixas)
+        medidos.insert(f.servico);
+    for (const ULONG servico : ordem)
+        if (!tratados.count(servico))
+            r.semItem.push_back({servico, exato[servico], medidos.count(servico) != 0});
+}
+
+// Each range read, its month's total poured into its bands as the calculation pours it.
+void ExplicaFaixas(CResultado& r) {
+    const CConversa& c = r.calculoFaixas.conversa;
+    std::map<ULONG, tagCY> medido;
+    for (const Apontamento& a : c.apontamentos)
+        for (const ItemApontamento& i : a.itens)
+            medido[i.servico] = (CGeCurrencyEx(medido[i.servico]) + i.quantidade).GetAsCurrency();
+    for (const Faixa& f : c.faixas) {
+        CFaixaDistribuida d;
+        d.codigo = f.codigo;
+        d.servico = f.servico;
+        d.descricao = f.descricao;
+        d.medido = medido[f.servico].int64;
+        tagCY resto;
+        resto.int64 = d.medido;
+        for (const Banda& b : f.bandas) {
+            CBandaDistribuida banda;
+            banda.inferior = b.inferior;
+            banda.superior = b.superior;
+            banda.preco = b.preco;
+            if (b.superior != 0)
+                banda.capacidade =
+                    CCalculoFaixaMedicao::CapacidadeDaBanda(b.inferior, b.superior).int64;
+            if (resto.int64 == 0) {
+                banda.estado = CBandaDistribuida::NaoAlcancada;
+            } else if (b.superior == 0) {
+                banda.estado = CBandaDistribuida::Aberta;
+                banda.quantidade = std::exchange(resto.int64, 0);
+            } else if (resto.int64 < banda.capacidade) {
+                banda.estado = CBandaDistribuida::Resto;
+                banda.quantidade = std::exchange(resto.int64, 0);
+            } else {
+                banda.estado = CBandaDistribuida::Cheia;
+                banda.quantidade = banda.capacidade;
+                tagCY capacidade;
+                capacidade.int64 = banda.capacidade;
+                resto = (CGeCurrencyEx(resto) - capacidade).GetAsCurrency();
+            }
+            d.bandas.push_back(banda);
+        }
+        d.sobra = resto.int64;
+        r.distribuicao.push_back(std::move(d));
+    }
+}
+
 } // namespace
 
 void Calcula(const std::string& codigoContrato, ULONG pontContr, CTQMa mes, CResultado& r) {
@@ -291,6 +390,8 @@ void Calcula(const std::string& codigoContrato, ULONG pontContr, CTQMa mes, CRes
         CalculaApontamentos(r);
     if (r.bFaixas)
         CalculaFaixas(r);
+    ExplicaApontamentos(r);
+    ExplicaFaixas(r);
     CVerificacao verificacao(r);
     verificacao.Apontamentos();
     verificacao.Faixas();

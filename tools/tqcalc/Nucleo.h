@@ -36,6 +36,53 @@ struct CServicoFaturado {
     CExato somaBandas; // the same service's band lines, each quantity x price, in cents
 };
 
+// Why a contract item gave the lines it gave, or none, as the time calculation decided.
+struct CMotivoItem {
+    enum EMotivo {
+        JaTratado,        // an earlier item had the service: only the first is priced
+        SemApontamento,   // nothing recorded for the service this month
+        FranquiaNegativa, // nothing, but the service counts as handled
+        SemFranquia,      // one line at the unit price
+        ComExcedente,     // the franchise line and an "Excedente" line
+        SemExcedente      // the franchise line only, charged in full
+    } motivo = SemApontamento;
+    ULONG servico = 0;
+    std::string texto;     // the item's text, 8-bit as the server sent it
+    LONGLONG apontado = 0; // the month's total as the calculation summed it (64-bit, wrapping)
+    LONGLONG franquia = 0;
+    LONGLONG excedente = 0; // as the calculation subtracted it
+};
+
+// A recorded service no contract item prices.
+struct CServicoSemItem {
+    ULONG servico = 0;
+    CExato apontado;      // its exact sum: nothing depends on it
+    bool bMedido = false; // a range of the contract bills it instead
+};
+
+// One band as the ranges calculation walked it.
+struct CBandaDistribuida {
+    LONG inferior = 0, superior = 0; // superior 0: an open band
+    LONGLONG capacidade = 0;         // its width as the calculation takes it (32-bit, wrapping)
+    LONGLONG preco = 0;
+    enum EEstado {
+        Cheia,       // took its whole capacity
+        Resto,       // took what was left, less than its capacity
+        Aberta,      // open: took whatever was left
+        NaoAlcancada // nothing was left for it
+    } estado = NaoAlcancada;
+    LONGLONG quantidade = 0; // what it took
+};
+
+// One range's month: the total poured into its bands, in the order the server sent them.
+struct CFaixaDistribuida {
+    ULONG codigo = 0, servico = 0;
+    std::string descricao; // 8-bit
+    LONGLONG medido = 0;   // the month's total, through the money type's addition
+    std::vector<CBandaDistribuida> bandas;
+    LONGLONG sobra = 0; // left after the last band of a ladder with no open band: not billed
+};
+
 struct CResultado {
     CResultado() = default;
     CResultado(const CResultado&) = delete;
@@ -67,6 +114,12 @@ struct CResultado {
     // condensed line's quantity x weighted price in cents, less the discounts in cents.
     bool bNota = false;
     LONGLONG notaApontamentos = 0, notaFaixas = 0, notaBruto = 0, notaDesconto = 0, notaTotal = 0;
+
+    // Why: each item's decision when the time calculation succeeded, the services it did not
+    // price, and each range read, poured.
+    std::vector<CMotivoItem> motivos;
+    std::vector<CServicoSemItem> semItem;
+    std::vector<CFaixaDistribuida> distribuicao;
 
     std::vector<CAviso> avisos;
 };

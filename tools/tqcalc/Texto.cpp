@@ -44,63 +44,41 @@ std::string Falha(const CPasso& p, const char* pszPasso) {
 
 // ---- The time calculation ---------------------------------------------------------------------
 
-LONGLONG SomaComVolta(LONGLONG a, LONGLONG b) {
-    return static_cast<LONGLONG>(static_cast<unsigned long long>(a) +
-                                 static_cast<unsigned long long>(b));
-}
-
-// Each contract item and recorded service, explained as the calculation priced them: the totals
-// in plain 64-bit sums, which wrap as the calculation's do.
-void ExplicaItens(std::ostringstream& out, const CConversa& c, const std::set<ULONG>& medidos) {
-    std::map<ULONG, LONGLONG> apontado;
-    std::vector<ULONG> ordem;
-    for (const Apontamento& a : c.apontamentos)
-        for (const ItemApontamento& i : a.itens) {
-            if (!apontado.count(i.servico))
-                ordem.push_back(i.servico);
-            apontado[i.servico] = SomaComVolta(apontado[i.servico], i.quantidade.int64);
-        }
-    if (c.itens.empty())
+void ExplicaItens(std::ostringstream& out, const CResultado& r) {
+    if (r.motivos.empty())
         out << "  o contrato não tem itens: nada a cobrar\n";
-    std::set<ULONG> tratados;
-    for (std::size_t n = 0; n < c.itens.size(); ++n) {
-        const ItemContrato& item = c.itens[n];
-        out << "  item " << n + 1 << ", serviço " << item.servico << " \"" << Texto8(item.texto)
+    for (std::size_t n = 0; n < r.motivos.size(); ++n) {
+        const CMotivoItem& m = r.motivos[n];
+        out << "  item " << n + 1 << ", serviço " << m.servico << " \"" << Texto8(m.texto)
             << "\": ";
-        if (!tratados.insert(item.servico).second) {
-            out << "o serviço já foi tratado por um item anterior; nada\n";
-            continue;
+        switch (m.motivo) {
+            case CMotivoItem::JaTratado:
+                out << "o serviço já foi tratado por um item anterior; nada\n";
+                break;
+            case CMotivoItem::SemApontamento:
+                out << "nenhum apontamento do serviço no mês; nada\n";
+                break;
+            case CMotivoItem::FranquiaNegativa:
+                out << "franquia negativa (" << Moeda(m.franquia) << "); nada\n";
+                break;
+            case CMotivoItem::SemFranquia:
+                out << "apontado " << Moeda(m.apontado) << ", cobrado ao preço unitário\n";
+                break;
+            case CMotivoItem::ComExcedente:
+                out << "apontado " << Moeda(m.apontado) << "; a franquia de " << Moeda(m.franquia)
+                    << " cobrada inteira ao preço unitário e o excedente de " << Moeda(m.excedente)
+                    << " ao preço excedente\n";
+                break;
+            case CMotivoItem::SemExcedente:
+                out << "apontado " << Moeda(m.apontado) << "; a franquia de " << Moeda(m.franquia)
+                    << " cobrada inteira, sem excedente\n";
+                break;
         }
-        const auto g = apontado.find(item.servico);
-        if (g == apontado.end()) {
-            out << "nenhum apontamento do serviço no mês; nada\n";
-            continue;
-        }
-        const LONGLONG q = g->second, f = item.franquia;
-        const LONGLONG excedente =
-            SomaComVolta(q, static_cast<LONGLONG>(0 - static_cast<unsigned long long>(f)));
-        if (f < 0)
-            out << "franquia negativa (" << Moeda(f) << "); nada\n";
-        else if (f == 0)
-            out << "apontado " << Moeda(q) << ", cobrado ao preço unitário\n";
-        else if (excedente > 0)
-            out << "apontado " << Moeda(q) << "; a franquia de " << Moeda(f)
-                << " cobrada inteira ao preço unitário e o excedente de " << Moeda(excedente)
-                << " ao preço excedente\n";
-        else
-            out << "apontado " << Moeda(q) << "; a franquia de " << Moeda(f)
-                << " cobrada inteira, sem excedente\n";
     }
-    // Nothing is billed from these: their exact sums, whatever the calculation made of them.
-    std::map<ULONG, CExato> exato;
-    for (const Apontamento& a : c.apontamentos)
-        for (const ItemApontamento& i : a.itens)
-            exato[i.servico] = exato[i.servico] + CExato(i.quantidade.int64);
-    for (const ULONG servico : ordem)
-        if (!tratados.count(servico))
-            out << "  serviço " << servico << ": apontado " << Brasileiro(exato[servico], 4)
-                << " sem item no contrato; nada"
-                << (medidos.count(servico) ? " aqui (medido, vai pelas faixas)" : "") << "\n";
+    for (const CServicoSemItem& s : r.semItem)
+        out << "  serviço " << s.servico << ": apontado " << Brasileiro(s.apontado, 4)
+            << " sem item no contrato; nada"
+            << (s.bMedido ? " aqui (medido, vai pelas faixas)" : "") << "\n";
 }
 
 void TextoApontamentos(std::ostringstream& out, const CResultado& r) {
@@ -134,10 +112,7 @@ void TextoApontamentos(std::ostringstream& out, const CResultado& r) {
         out << "  nenhuma linha foi calculada: " << Falha(r.calculo, "FazCalculoApontamentos")
             << "\n";
     } else {
-        std::set<ULONG> medidos;
-        for (const Faixa& f : r.calculoFaixas.conversa.faixas)
-            medidos.insert(f.servico);
-        ExplicaItens(out, r.calculo.conversa, medidos);
+        ExplicaItens(out, r);
     }
     out << "Total: ";
     if (!r.total.bAlcancado)
@@ -157,36 +132,34 @@ void TextoApontamentos(std::ostringstream& out, const CResultado& r) {
 
 // ---- The ranges calculation -------------------------------------------------------------------
 
-// The bands of one range walked as the calculation walks them.
-void ExplicaFaixa(std::ostringstream& out, const Faixa& f, tagCY total) {
-    tagCY resto = total;
+// The bands of one range as the calculation walked them.
+void ExplicaFaixa(std::ostringstream& out, const CFaixaDistribuida& f) {
     out << "  faixa " << f.codigo;
     if (!f.descricao.empty())
         out << " \"" << Texto8(f.descricao) << "\"";
-    out << ", serviço " << f.servico << ": medido " << Moeda(resto.int64) << " no mês\n";
-    for (const Banda& banda : f.bandas) {
-        if (resto.int64 == 0) {
-            out << "    nada mais a distribuir\n";
-            return;
+    out << ", serviço " << f.servico << ": medido " << Moeda(f.medido) << " no mês\n";
+    for (const CBandaDistribuida& b : f.bandas) {
+        switch (b.estado) {
+            case CBandaDistribuida::NaoAlcancada:
+                out << "    nada mais a distribuir\n";
+                return;
+            case CBandaDistribuida::Aberta:
+                out << "    banda " << b.inferior << " em diante (aberta): leva o resto, "
+                    << Moeda(b.quantidade) << "\n";
+                return;
+            case CBandaDistribuida::Resto:
+            case CBandaDistribuida::Cheia:
+                out << "    banda " << b.inferior << " a " << b.superior << ", largura "
+                    << Moeda(b.capacidade) << ": "
+                    << (b.estado == CBandaDistribuida::Cheia
+                            ? "cheia"
+                            : "cabe o resto, " + Moeda(b.quantidade))
+                    << "\n";
+                break;
         }
-        if (banda.superior == 0) {
-            out << "    banda " << banda.inferior << " em diante (aberta): leva o resto, "
-                << Moeda(resto.int64) << "\n";
-            return;
-        }
-        const tagCY largura =
-            CCalculoFaixaMedicao::CapacidadeDaBanda(banda.inferior, banda.superior);
-        out << "    banda " << banda.inferior << " a " << banda.superior << ", largura "
-            << Moeda(largura.int64) << ": ";
-        if (resto.int64 < largura.int64) {
-            out << "cabe o resto, " << Moeda(resto.int64) << "\n";
-            return;
-        }
-        out << "cheia\n";
-        resto = (CGeCurrencyEx(resto) - largura).GetAsCurrency();
     }
-    if (resto.int64 != 0)
-        out << "    sobra " << Moeda(resto.int64) << " além da última banda: não cobrada\n";
+    if (f.sobra != 0)
+        out << "    sobra " << Moeda(f.sobra) << " além da última banda: não cobrada\n";
 }
 
 void ExplicaFaixas(std::ostringstream& out, const CResultado& r) {
@@ -201,18 +174,13 @@ void ExplicaFaixas(std::ostringstream& out, const CResultado& r) {
             << "; nenhuma faixa foi lida\n";
         return;
     }
-    // The month's totals per service, through the money type's addition as the calculation adds.
-    std::map<ULONG, tagCY> medido;
-    for (const Apontamento& a : c.apontamentos)
-        for (const ItemApontamento& i : a.itens)
-            medido[i.servico] = (CGeCurrencyEx(medido[i.servico]) + i.quantidade).GetAsCurrency();
     const std::vector<FaixaContrato>& doContrato = r.leContrato.conversa.contrato.faixas;
     if (doContrato.empty())
         out << "  o contrato não tem faixas: nada a cobrar por medição\n";
     for (std::size_t i = 0; i < doContrato.size(); ++i) {
-        if (i < c.faixas.size()) {
-            ExplicaFaixa(out, c.faixas[i], medido[c.faixas[i].servico]);
-        } else if (i == c.faixas.size() && FAILED(r.calculoFaixas.hr)) {
+        if (i < r.distribuicao.size()) {
+            ExplicaFaixa(out, r.distribuicao[i]);
+        } else if (i == r.distribuicao.size() && FAILED(r.calculoFaixas.hr)) {
             out << "  faixa " << doContrato[i].codigo
                 << ": não lida: " << Falha(r.calculoFaixas, "CalculaItens") << "\n";
         } else {
