@@ -4,6 +4,7 @@
 #include "tqlibex/MapaPorChave.h"
 
 #include <cstring>
+#include <utility>
 
 namespace {
 
@@ -58,7 +59,7 @@ HRESULT CCalculoFaixaMedicao::GetMedicoes(ULONG contrato, CTQMa mes,
     _REG_APONTAMENTO_PS* p = nullptr;
     hr = m_pApontamentos->Busca(consulta, &n, &p);
     CoTaskMemFree(consulta.buffer);
-    // The measurement-entry arrays inside the records are taken over as they are.
+    // The measurement-entry arrays inside the records come along: the caller frees them.
     return FAILED(hr) ? hr : tq::RecebeApontamentos(p, n, apontamentos);
 }
 
@@ -82,6 +83,9 @@ HRESULT CCalculoFaixaMedicao::CalculaItens(CTQMa mes) {
             tagCY& total = totais.Obtem(apontamento.itens[i].servico, tagCY{}, bNovo);
             total = Soma(total, apontamento.itens[i].quantidade);
         }
+    // The entries are done with once totalled, and nobody else can reach them.
+    for (_REG_APONTAMENTO_PS& apontamento : apontamentos)
+        CoTaskMemFree(std::exchange(apontamento.itens, nullptr));
 
     // Each of the contract's ranges gets the whole total of its service: two ranges of one
     // service both bill all of it.

@@ -12,9 +12,9 @@
 //
 // Server failures come back unchanged. What the calculation keeps on purpose, as the suite's
 // modules always saw it: the band arrays of the last calculation's range definitions are freed by
-// the next calculation, never by the destructor; the measurement-entry arrays that come inside
-// the month's time records are taken over as they are and never freed. A server that sends a
-// count its array cannot hold gets HRESULT_FROM_WIN32(RPC_X_BAD_STUB_DATA) (0x800706F7).
+// the next calculation, never by the destructor. The month's time records, with the
+// measurement-entry arrays inside them, are freed as soon as they are totalled. A server that
+// sends a count its array cannot hold gets HRESULT_FROM_WIN32(RPC_X_BAD_STUB_DATA) (0x800706F7).
 #pragma once
 
 #include "contracts/GeParametrosConexao.h"

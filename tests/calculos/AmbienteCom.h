@@ -9,8 +9,9 @@
 
 namespace tq::teste {
 
-// At the end no block may be left that nobody freed, nor any freed twice or not ours; the blocks
-// a calculation keeps on purpose are freed by the test first (EspiaContadora::LiberaOsVivos).
+// At the end no block may be left that nobody freed, nor any freed twice or not ours; the band
+// arrays the ranges calculation keeps on purpose are freed by the test first
+// (EspiaContadora::LiberaOsVivos).
 class AmbienteCom : public ::testing::Test {
 protected:
     void SetUp() override { ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))); }

@@ -14,7 +14,7 @@ namespace tq::teste {
 // Each position with each HRESULT: the failure comes back unchanged from the one step that made
 // the call, that step's outputs are what a failure leaves, the other steps are untouched, the
 // same objects then bill the month exactly as a clean run does, and the spy finds no block left
-// beyond those the ranges calculation keeps on purpose.
+// but the band arrays of the ranges calculation's last pass.
 void VarreFalhas(EspiaContadora& espia, const std::vector<HRESULT>& falhas);
 
 // The server's process ends inside the month's first record read: that step fails, nothing it
@@ -23,8 +23,8 @@ void VarreFalhas(EspiaContadora& espia, const std::vector<HRESULT>& falhas);
 HRESULT ServidorEncerradoNoMeio(EspiaContadora& espia);
 
 // nThreads modules bill the month at once, each with objects of its own, nPassos times: every
-// pass as the clean one, and the blocks kept on purpose are all the spy finds. Returns the pings
-// the server answered meanwhile.
+// pass as the clean one, and each module's last band arrays are all the spy finds. Returns the
+// pings the server answered meanwhile.
 long FaturasEmParalelo(EspiaContadora& espia, int nThreads, int nPassos);
 
 } // namespace tq::teste

@@ -1,7 +1,7 @@
 // Billing by measurement ranges against the sample server: each case of tests/data/faixas.json
 // is a scenario and the band lines and service lines it must give. The spy accounts for every
-// block; those the calculation keeps on purpose (the last band arrays, the measurement entries it
-// takes over) are counted, then freed by the test.
+// block: what the calculation keeps on purpose is the band arrays of its last calculation, and
+// nothing else (the measurement entries of the month's records are freed once totalled).
 #include "contracts/CalculoFaixaMedicao.h"
 
 #include "calculos/AmbienteCom.h"
@@ -11,6 +11,7 @@
 #include "tools/tqcalc/Simulacao.h"
 
 #include <fstream>
+#include <set>
 
 using nlohmann::json;
 using CalculoFaixaMedicao = tq::teste::AmbienteCom;
@@ -33,8 +34,8 @@ CRegContratoPs Contrato(const tq::amostra::Contrato& c) {
 }
 
 // "vezes" calculations on one object: each frees the previous one's band arrays, so only the
-// last calculation's stay among the blocks kept. A broken server's counts are refused, and what
-// it sent is freed.
+// last calculation's stay alive, the very blocks GetFaixas shows, and the destructor leaves them.
+// A broken server's counts are refused, and what it sent is freed.
 TEST_F(CalculoFaixaMedicao, Casos) {
     std::ifstream in(tq::teste::CaminhoDosDados("faixas.json"));
     for (const json& caso : json::parse(in)) {
@@ -42,6 +43,7 @@ TEST_F(CalculoFaixaMedicao, Casos) {
         const json& esperado = caso["esperado"];
         tq::amostra::CServidorAmostra servidor(tq::amostra::LeCenario(caso["cenario"].dump()));
         ASSERT_EQ(servidor.Registra(), S_OK);
+        std::set<const void*> bandas;
         {
             CCalculoFaixaMedicao calculo("sessao", 7, 70000);
             calculo.SetContrato(Contrato(servidor.Estado().Dados().contratos[0]));
@@ -67,8 +69,14 @@ TEST_F(CalculoFaixaMedicao, Casos) {
             EXPECT_EQ(servidor.Estado().Chamadas("ITQGE_Faixa", "Inicializa"), 1);
             EXPECT_EQ(calculo.GetContrato().GetPonteiroContrato(),
                       servidor.Estado().Dados().contratos[0].ponteiro);
+            for (const tagREG_FAIXA_PS& faixa : calculo.GetFaixas())
+                if (faixa.bandas)
+                    bandas.insert(faixa.bandas);
         }
-        EXPECT_EQ(espia.LiberaOsVivos(), esperado["mantidos"].get<std::size_t>())
-            << "the blocks kept on purpose, and no other";
+        EXPECT_EQ(bandas.size(), esperado["bandasMantidas"].get<std::size_t>());
+        EXPECT_EQ(espia.OsVivos(), bandas)
+            << "only the band arrays of the last calculation are kept";
+        EXPECT_EQ(espia.LiberacoesInvalidas(), 0u) << "a block freed twice";
+        espia.LiberaOsVivos();
     }
 }

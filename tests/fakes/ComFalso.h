@@ -166,7 +166,8 @@ public:
             const COAUTHINFO& a = *pServerInfo->pAuthInfo;
             c += Barras({a.dwAuthnSvc, a.dwAuthnLevel, a.dwImpersonationLevel});
         }
-        vistas.push_back(c + Barras({dwClsCtx}));
+        c += Barras({dwClsCtx});
+        vistas.push_back(c);
         HRESULT hr = S_OK;
         if (!criacoes.empty()) {
             hr = criacoes.front();
@@ -184,9 +185,9 @@ public:
     HRESULT CoSetProxyBlanket(IUnknown* pProxy, DWORD dwAuthnSvc, DWORD dwAuthzSvc, OLECHAR*,
                               DWORD dwAuthnLevel, DWORD dwImpLevel, void*,
                               DWORD dwCapabilities) override {
-        blankets.push_back(
-            (pProxy == static_cast<IUnknown*>(pObjeto) ? "" : "*") +
-            Barras({dwAuthnSvc, dwAuthzSvc, dwAuthnLevel, dwImpLevel, dwCapabilities}).substr(1));
+        std::string b = pProxy == static_cast<IUnknown*>(pObjeto) ? "" : "*";
+        b += Barras({dwAuthnSvc, dwAuthzSvc, dwAuthnLevel, dwImpLevel, dwCapabilities}).substr(1);
+        blankets.push_back(b);
         return falha == "blanket" ? E_NOTIMPL : S_OK;
     }
     HRESULT CoMarshalInterThreadInterfaceInStream(REFIID riid, LPUNKNOWN pUnk,
@@ -247,10 +248,16 @@ private:
         LPVOID p;
         CPrimitivaRoteirizada* pPrimitiva;
     };
+    // The texts here are built by appending only. Text inserted at the front of a string takes
+    // libstdc++ through a branch for text that lies inside the string itself; gcc 12 inlines that
+    // branch, cannot bound its pointer arithmetic, and sees a copy of up to SIZE_MAX bytes
+    // (-Wstringop-overflow) where none can happen.
     static std::string Barras(std::initializer_list<DWORD> numeros) {
         std::string s;
-        for (DWORD n : numeros)
-            s += "/" + std::to_string(n);
+        for (DWORD n : numeros) {
+            s += '/';
+            s += std::to_string(n);
+        }
         return s;
     }
     static DWORD WINAPI Trampolim(LPVOID p) {

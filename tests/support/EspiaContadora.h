@@ -30,6 +30,11 @@ public:
         std::lock_guard lock(m_mutex);
         return m_vivos.size();
     }
+    // Which blocks are alive, to compare with those an object says it still holds.
+    std::set<const void*> OsVivos() const {
+        std::lock_guard lock(m_mutex);
+        return {m_vivos.begin(), m_vivos.end()};
+    }
     std::size_t Alocados() const {
         std::lock_guard lock(m_mutex);
         return m_nAlocados;
@@ -38,7 +43,7 @@ public:
         std::lock_guard lock(m_mutex);
         return m_nBytes;
     }
-    // Frees the blocks still alive, which a calculation keeps on purpose, and says how many.
+    // Frees the blocks still alive (those a calculation keeps on purpose) and says how many.
     std::size_t LiberaOsVivos() {
         return LiberaOsVivos([](const void*) { return true; });
     }

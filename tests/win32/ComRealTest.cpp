@@ -14,7 +14,10 @@
 #include <gtest/gtest.h>
 #include <process.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <cstring>
+#include <mutex>
 #include <string>
 
 namespace {
@@ -77,6 +80,45 @@ void Restaura() {
     ASSERT_EQ(hr, S_OK);
     EXPECT_EQ(Chama(p.GetInterface()), S_OK);
 }
+
+// The platform's COM, except that the keep-alive thread can be held between two pings: at its
+// n-th SetTimer (the one after its (n-1)-th ping came back) it waits until the test lets it go.
+// Held there, it has no call in flight, so a server killed meanwhile is gone before the next ping.
+class CPrimitivaQueSegura final : public tq::CPrimitivaComDaPlataforma {
+public:
+    explicit CPrimitivaQueSegura(int nTimer) : m_nTimerSegurado(nTimer), m_escopo(*this) {}
+    ~CPrimitivaQueSegura() override { Solta(); }
+
+    UINT_PTR SetTimer(UINT uElapse) override {
+        {
+            std::unique_lock lock(m_mutex);
+            if (++m_nTimers == m_nTimerSegurado) {
+                m_bSegurando = true;
+                m_cv.notify_all();
+                m_cv.wait(lock, [this] { return !m_bSegurando; });
+            }
+        }
+        return CPrimitivaComDaPlataforma::SetTimer(uElapse);
+    }
+    // Waits (a generous while: machines are shared) until the thread is held.
+    bool EsperaSegurar() {
+        std::unique_lock lock(m_mutex);
+        return m_cv.wait_for(lock, std::chrono::seconds(20), [this] { return m_bSegurando; });
+    }
+    void Solta() {
+        std::lock_guard lock(m_mutex);
+        m_nTimerSegurado = 0;
+        m_bSegurando = false;
+        m_cv.notify_all();
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_cv;
+    int m_nTimers = 0, m_nTimerSegurado;
+    bool m_bSegurando = false;
+    tq::CEscopoPrimitivaCom m_escopo;
+};
 
 class Ambiente : public ::testing::Environment {
 public:
@@ -152,21 +194,34 @@ TEST_F(ComReal, TresRespostasFalsasEncerramOsPings) {
     EXPECT_EQ(Chama(p.GetInterface()), S_OK) << "the object stays usable";
 }
 
+// The server is killed while the keep-alive thread waits between two pings, its first ping
+// answered: every ping after that meets a server that is gone (a ping in flight at the kill could
+// end otherwise, 0x800706BE), and three failures in a row end the thread.
 TEST_F(ComReal, ServidorMortoDa800706BA) {
     ServidorRemoto(NomeDestaMaquina().c_str());
     {
         tq::teste::CEscopoIntervaloKeepAlive intervalo(20);
+        CPrimitivaQueSegura com(2);
         CTQComPtr<ITQAmostra> p;
+        struct CSoltaAoSair { // a failed assertion must not leave the thread held
+            CPrimitivaQueSegura& com;
+            ~CSoltaAoSair() { com.Solta(); }
+        } solta{com};
         ASSERT_EQ(p.CoCreateInstance(__uuidof(TQGE_Apontamentos)), S_OK);
+        ASSERT_TRUE(p.TemKeepAlive());
         DWORD dwPid = 0;
         ASSERT_EQ(p->GetPid(&dwPid), S_OK);
+        ASSERT_TRUE(com.EsperaSegurar()) << "the thread pinged once and waits for its next timer";
+        EXPECT_TRUE(Linhas("hr = pLocalTQUnknown->KeepAlive(&bOK)").empty())
+            << "the live server answered the first ping";
         HANDLE hServidor = OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, dwPid);
         ASSERT_NE(hServidor, nullptr);
         ASSERT_TRUE(TerminateProcess(hServidor, 9));
-        WaitForSingleObject(hServidor, 10000);
+        EXPECT_EQ(WaitForSingleObject(hServidor, 10000), WAIT_OBJECT_0);
         CloseHandle(hServidor);
+        EXPECT_EQ(Chama(p.GetInterface()), kIndisponivel) << "the server is gone, and seen gone";
 
-        EXPECT_EQ(Chama(p.GetInterface()), kIndisponivel);
+        com.Solta();
         ASSERT_EQ(WaitForSingleObject(p.GetKeepAlive()->m_hThread, 20000), WAIT_OBJECT_0)
             << "three failed pings end the thread";
         const auto linhas = Linhas("hr = pLocalTQUnknown->KeepAlive(&bOK)");
