@@ -93,20 +93,6 @@ HRESULT PreencheFaixa(const Faixa& d, REG_FAIXA_PS& r) {
     return S_OK;
 }
 
-const Faixa* ProcuraFaixa(const CDadosAmostra& dados, ULONG codigo) {
-    for (const Faixa& f : dados.faixas)
-        if (f.codigo == codigo)
-            return &f;
-    return nullptr;
-}
-
-const Contrato* ProcuraContrato(const CDadosAmostra& dados, ULONG ponteiro) {
-    for (const Contrato& c : dados.contratos)
-        if (c.ponteiro == ponteiro)
-            return &c;
-    return nullptr;
-}
-
 // An array of n records filled one by one; on any failure everything goes and the error comes
 // back. The operation's hostility, if scripted, changes the count or takes the array away.
 template <class R>
@@ -288,9 +274,9 @@ public:
         if (!m_pEstado->FechaConsulta(consulta.numero, filtro))
             return E_INVALIDARG;
         std::vector<const Apontamento*> achados;
-        for (const Apontamento& a : m_pEstado->Dados().apontamentos)
-            if (NoFiltro(a, filtro))
-                achados.push_back(&a);
+        for (const Apontamento* a : m_pEstado->DoContrato(filtro.pontContr))
+            if (NoFiltro(*a, filtro))
+                achados.push_back(a);
         return Devolve(achados, "Busca", pnQtd, pp);
     }
 
@@ -304,9 +290,9 @@ public:
         if (FAILED(hr))
             return hr;
         std::vector<const Apontamento*> achados;
-        for (const Apontamento& a : m_pEstado->Dados().apontamentos)
-            if (NoFiltro(a, filtro))
-                achados.push_back(&a);
+        for (const Apontamento* a : m_pEstado->DoContrato(filtro.pontContr))
+            if (NoFiltro(*a, filtro))
+                achados.push_back(a);
         return DevolveArray<_REG_PONTEIRO_APONTAMENTO_PS>(
             *m_pEstado, m_pszNome, "LePosicoes", achados.size(),
             [&](std::size_t i, _REG_PONTEIRO_APONTAMENTO_PS& r) {
@@ -363,7 +349,7 @@ public:
         HRESULT hr = m_pEstado->Chamada(m_pszNome, "LeItens");
         if (FAILED(hr))
             return hr;
-        const Contrato* c = ProcuraContrato(m_pEstado->Dados(), pontContr);
+        const Contrato* c = m_pEstado->ProcuraContrato(pontContr);
         const bool bAMais =
             m_pEstado->Hostil(m_pszNome, "LeItens", ETipoHostil::ItensMaiorQueOArray);
         return DevolveArray<_REG_ITEM_CONTRATO_PS>(
@@ -381,7 +367,7 @@ public:
         HRESULT hr = m_pEstado->Chamada(m_pszNome, "LeContrato");
         if (FAILED(hr))
             return hr;
-        const Contrato* c = ProcuraContrato(m_pEstado->Dados(), pontContr);
+        const Contrato* c = m_pEstado->ProcuraContrato(pontContr);
         if (!c)
             return kNaoEncontrado;
         TextoParaCampo(pContrato->codigo, sizeof pContrato->codigo, c->codigo.c_str());
@@ -395,7 +381,7 @@ public:
             r.pontContr = c->ponteiro;
             r.item = static_cast<ULONG>(i + 1);
             r.codigoFaixa = c->faixas[i].codigo;
-            if (const Faixa* f = ProcuraFaixa(m_pEstado->Dados(), r.codigoFaixa))
+            if (const Faixa* f = m_pEstado->ProcuraFaixa(r.codigoFaixa))
                 r.servico = f->servico;
             hr = PreencheClassificacoes(c->faixas[i].classificacoes, r.classificacoes,
                                         r.qtdClassificacoes);
@@ -442,7 +428,7 @@ public:
             return hr;
         std::vector<const Faixa*> achadas;
         for (ULONG i = 0; i < nQtd; ++i)
-            if (const Faixa* f = ProcuraFaixa(m_pEstado->Dados(), pCodigos[i]))
+            if (const Faixa* f = m_pEstado->ProcuraFaixa(pCodigos[i]))
                 achadas.push_back(f);
         return DevolveArray<REG_FAIXA_PS>(
             *m_pEstado, m_pszNome, "LeFaixas", achadas.size(),
@@ -457,7 +443,7 @@ public:
         HRESULT hr = m_pEstado->Chamada(m_pszNome, "LeFaixa");
         if (FAILED(hr))
             return hr;
-        const Faixa* f = ProcuraFaixa(m_pEstado->Dados(), codigo);
+        const Faixa* f = m_pEstado->ProcuraFaixa(codigo);
         if (!f)
             return kNaoEncontrado;
         hr = PreencheFaixa(*f, *pFaixa);
@@ -537,8 +523,30 @@ unsigned long long Posicao(WORD ma, ULONG ponteiro) {
 // A position names one record: its month and its number within it.
 CEstadoAmostra::CEstadoAmostra(CDadosAmostra dados)
     : m_dados(std::move(dados)), m_falhas(m_dados.falhas) {
-    for (const Apontamento& a : m_dados.apontamentos)
+    for (const Apontamento& a : m_dados.apontamentos) {
         m_porPosicao.emplace(Posicao(a.ma, a.ponteiro), &a);
+        m_porContrato[a.pontContr].push_back(&a);
+    }
+    for (const Contrato& c : m_dados.contratos)
+        m_contratos.emplace(c.ponteiro, &c);
+    for (const Faixa& f : m_dados.faixas)
+        m_faixas.emplace(f.codigo, &f);
+}
+
+const std::vector<const Apontamento*>& CEstadoAmostra::DoContrato(ULONG pontContr) const {
+    static const std::vector<const Apontamento*> nenhum;
+    const auto it = m_porContrato.find(pontContr);
+    return it == m_porContrato.end() ? nenhum : it->second;
+}
+
+const Contrato* CEstadoAmostra::ProcuraContrato(ULONG ponteiro) const {
+    const auto it = m_contratos.find(ponteiro);
+    return it == m_contratos.end() ? nullptr : it->second;
+}
+
+const Faixa* CEstadoAmostra::ProcuraFaixa(ULONG codigo) const {
+    const auto it = m_faixas.find(codigo);
+    return it == m_faixas.end() ? nullptr : it->second;
 }
 
 const Apontamento* CEstadoAmostra::NaPosicao(WORD ma, ULONG ponteiro) const {

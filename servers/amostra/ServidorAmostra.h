@@ -34,6 +34,12 @@ public:
     const CDadosAmostra& Dados() const { return m_dados; }
     // The time record at a position (month, number), or null.
     const Apontamento* NaPosicao(WORD ma, ULONG ponteiro) const;
+    // A contract's time records, of every month, in the data set's order.
+    const std::vector<const Apontamento*>& DoContrato(ULONG pontContr) const;
+    // The contract with an internal number, and the range definition of a code (the first one
+    // the data set holds), or null.
+    const Contrato* ProcuraContrato(ULONG ponteiro) const;
+    const Faixa* ProcuraFaixa(ULONG codigo) const;
     // Counts the call and answers the scripted fault's HRESULT for it, or S_OK.
     HRESULT Chamada(const char* pszServidor, const char* pszOperacao);
     // Replaces the scripted faults and starts the counts again.
@@ -55,7 +61,12 @@ public:
 
 private:
     const CDadosAmostra m_dados;
+    // Indexes built once and only read afterwards, so that any number of threads may look up at
+    // once and a month of many contracts costs each call its own contract's records only.
     std::unordered_map<unsigned long long, const Apontamento*> m_porPosicao;
+    std::unordered_map<ULONG, std::vector<const Apontamento*>> m_porContrato;
+    std::unordered_map<ULONG, const Contrato*> m_contratos;
+    std::unordered_map<ULONG, const Faixa*> m_faixas;
     mutable std::mutex m_mutex;
     std::map<std::string, int> m_chamadas;
     std::vector<Falha> m_falhas;
