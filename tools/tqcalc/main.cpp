@@ -29,6 +29,9 @@ de estar ali e o total da nota.
   tqcalc --gravar CASO.json --contrato 12345 --mes 03/2024
                                              grava o que os servidores têm do contrato no mês
                                              como um cenário, para reproduzir em qualquer lugar
+  tqcalc MES.json --contrato 12345 --mes 03/2024
+                                             um contrato de um cenário com vários
+  tqcalc lote ... / tqcalc junta ...         o mês inteiro (tqcalc lote --help)
 
 Códigos de saída: 0 feito; 1 um cálculo falhou (o status aparece com o seu nome) ou os servidores
 não abriram; 2 um erro na linha de comando ou no cenário (a mensagem diz onde; nada é calculado);
@@ -59,6 +62,8 @@ int main(int argc, char** argv) {
     app.add_option("--gravar", gravar,
                    "grava como cenário o mês do contrato lido dos servidores desta máquina")
         ->type_name("CASO.json");
+    tq::calc::CComandosLote lote;
+    tq::calc::AcrescentaComandosLote(app, lote);
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
@@ -68,6 +73,13 @@ int main(int argc, char** argv) {
         Sai(kErroNaEntrada,
             tq::calc::MensagemDaLinhaDeComando(e) + " (tqcalc --help mostra as opções)");
     }
+    if (*lote.lote) {
+        if (!lote.threads.empty() && !tq::calc::LeThreads(lote.threads, lote.opcoes.nThreads))
+            Sai(kErroNaEntrada, "--threads: \"" + lote.threads + "\" não é um número de 1 a 1024");
+        return tq::calc::ExecutaLote(lote.opcoes);
+    }
+    if (*lote.junta)
+        return tq::calc::Junta(lote.pastas, lote.saidaJunta, lote.conferirJunta);
     if (mes.empty())
         Sai(kErroNaEntrada, "falta --mes MM/AAAA, o mês a faturar");
     CTQMa ma;
@@ -75,10 +87,11 @@ int main(int argc, char** argv) {
         Sai(kErroNaEntrada, "--mes: \"" + mes + "\" não é um mês MM/AAAA");
     if (!so.empty() && so != "apontamentos" && so != "faixas")
         Sai(kErroNaEntrada, "--so: \"" + so + "\" não é apontamentos nem faixas");
-    if (cenario.empty() == contrato.empty())
-        Sai(kErroNaEntrada, "dê um arquivo de cenário ou --contrato, um dos dois");
-    if (!gravar.empty() && contrato.empty())
-        Sai(kErroNaEntrada, "--gravar grava dos servidores desta máquina: dê --contrato");
+    if (cenario.empty() && contrato.empty())
+        Sai(kErroNaEntrada, "dê um arquivo de cenário ou --contrato");
+    if (!gravar.empty() && (contrato.empty() || !cenario.empty()))
+        Sai(kErroNaEntrada,
+            "--gravar grava dos servidores desta máquina: dê --contrato, sem cenário");
 
     tq::amostra::CDadosAmostra dados;
     if (!cenario.empty()) {
@@ -90,9 +103,23 @@ int main(int argc, char** argv) {
         if (dados.contratos.empty())
             Sai(kErroNaEntrada, cenario + ": contrato: o cenário não tem contrato");
     }
-    const ULONG pontContr =
-        cenario.empty() ? tq::amostra::PonteiroDoCodigo(contrato) : dados.contratos[0].ponteiro;
-    const std::string codigo = cenario.empty() ? contrato : tq::ParaUtf8(dados.contratos[0].codigo);
+    // With a scenario, --contrato chooses one of its contracts (the only one, if it has one).
+    std::size_t escolhido = 0;
+    if (!cenario.empty() && !contrato.empty()) {
+        while (escolhido < dados.contratos.size() &&
+               tq::ParaUtf8(dados.contratos[escolhido].codigo) != contrato)
+            ++escolhido;
+        if (escolhido == dados.contratos.size())
+            Sai(kErroNaEntrada, cenario + ": o cenário não tem o contrato \"" + contrato + "\"");
+    } else if (!cenario.empty() && dados.contratos.size() > 1) {
+        Sai(kErroNaEntrada, cenario + ": o cenário tem " + std::to_string(dados.contratos.size()) +
+                                " contratos: escolha um com --contrato CÓDIGO, ou fature todos com "
+                                "tqcalc lote");
+    }
+    const ULONG pontContr = cenario.empty() ? tq::amostra::PonteiroDoCodigo(contrato)
+                                            : dados.contratos[escolhido].ponteiro;
+    const std::string codigo =
+        cenario.empty() ? contrato : tq::ParaUtf8(dados.contratos[escolhido].codigo);
 
     tq::SaidaPadraoBinaria();
     const tq::calc::CEscopoEscuta escuta;
