@@ -127,8 +127,9 @@ int main(int argc, char** argv) {
             r.bApontamentos = so != "faixas";
             r.bFaixas = so != "apontamentos";
             tq::calc::Calcula(codigo, pontContr, ma, r);
-            tq::EscreveTexto(tq::EFluxo::Saida,
-                             bJson ? tq::calc::ParaJson(r).dump(2) + "\n" : tq::calc::ParaTexto(r));
+            if (!tq::EscreveTexto(tq::EFluxo::Saida, bJson ? tq::calc::ParaJson(r).dump(2) + "\n"
+                                                           : tq::calc::ParaTexto(r)))
+                Sai(1, "o resultado não pôde ser escrito por inteiro na saída");
             // Whoever reads only the screen, or only the JSON, is told too.
             if (bJson)
                 for (const tq::calc::CAviso& a : r.avisos)
