@@ -21,11 +21,12 @@ std::string NomeDoStatus(HRESULT hr) {
     const std::string nome = GetNomeHResult(hr).str();
     const std::string codigo = GetNomeCodigoWin32(hr).str();
     std::string texto = Status(hr);
+    // Every name is the library's 8-bit text, as the trace log has it.
     if (!nome.empty())
-        texto += " " + nome;
+        texto += " " + ParaUtf8(nome);
     if (!codigo.empty() && codigo != nome)
-        texto += " " + codigo;
-    texto += " (" + GetNomeFacility(hr).str() + ")";
+        texto += " " + ParaUtf8(codigo);
+    texto += " (" + ParaUtf8(GetNomeFacility(hr).str()) + ")";
     const std::string descricao = GetDescricaoHResult(hr).str();
     if (!descricao.empty())
         texto += " " + ParaUtf8(descricao);

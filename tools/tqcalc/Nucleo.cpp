@@ -115,9 +115,12 @@ public:
     }
 
     // price (8 decimals) x quantity (4), as the time calculation prices a line: in cents.
+    // The product goes to four decimals first (a conversion that fails gives 0), then to
+    // cents: both must fit.
     void ValorDaLinha(ULONG servico, LONGLONG preco, LONGLONG quantidade, const char* pszOQue) {
-        Cabe(CAviso::Apontamentos, servico, pszOQue,
-             CentavosDe(CExato(preco) * CExato(quantidade), 12));
+        const CExato produto = CExato(preco) * CExato(quantidade); // 12 decimals
+        Cabe(CAviso::Apontamentos, servico, pszOQue, produto.Divide(CExato::Potencia10(8))) &&
+            Cabe(CAviso::Apontamentos, servico, pszOQue, CentavosDe(produto, 12));
     }
 
     void Apontamentos() {
@@ -244,9 +247,13 @@ public:
         for (const CItemCalculoFaixaMedicao& i : r.itens)
             r.valoresItens.push_back(
                 CentavosDe(CExato(i.Valor.int64) * CExato(i.Quantidade.int64), 8));
+        for (INT_PTR n = 0; n < r.itens.GetSize() && r.itens[n].Servico == 0; ++n)
+            r.foraDaNota = r.foraDaNota + r.valoresItens[static_cast<std::size_t>(n)];
         CExato faixas;
+        std::set<ULONG> faturados;
         for (const CItemCalculoFaixaMedicao& s : r.servicos) {
             CServicoFaturado f;
+            f.bRepetido = !faturados.insert(s.Servico).second;
             f.valor = CentavosDe(CExato(s.Valor.int64) * CExato(s.Quantidade.int64), 8);
             Cabe(CAviso::Nota, s.Servico, "o valor do serviço faturado (quantidade × preço médio)",
                  f.valor);
@@ -355,9 +362,13 @@ void ExplicaFaixas(CResultado& r) {
             banda.inferior = b.inferior;
             banda.superior = b.superior;
             banda.preco = b.preco;
-            if (b.superior != 0)
+            if (b.superior != 0) {
                 banda.capacidade =
                     CCalculoFaixaMedicao::CapacidadeDaBanda(b.inferior, b.superior).int64;
+                const CExato largura =
+                    (CExato(b.superior) - CExato(b.inferior) + CExato(1)) * CExato(10000);
+                banda.bLarguraComVolta = !largura.CabeEm64() || largura.Valor() != banda.capacidade;
+            }
             if (resto.int64 == 0) {
                 banda.estado = CBandaDistribuida::NaoAlcancada;
             } else if (b.superior == 0) {

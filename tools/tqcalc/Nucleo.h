@@ -32,8 +32,9 @@ struct CAviso {
 
 // A condensed service line of the ranges calculation as the invoice takes it.
 struct CServicoFaturado {
-    CExato valor;      // quantity x weighted price, in cents (four-decimal raw, exact)
-    CExato somaBandas; // the same service's band lines, each quantity x price, in cents
+    CExato valor;           // quantity x weighted price, in cents (four-decimal raw, exact)
+    CExato somaBandas;      // the same service's band lines, each quantity x price, in cents
+    bool bRepetido = false; // an earlier condensed line has the service: each bills all of it
 };
 
 // Why a contract item gave the lines it gave, or none, as the time calculation decided.
@@ -64,6 +65,7 @@ struct CServicoSemItem {
 struct CBandaDistribuida {
     LONG inferior = 0, superior = 0; // superior 0: an open band
     LONGLONG capacidade = 0;         // its width as the calculation takes it (32-bit, wrapping)
+    bool bLarguraComVolta = false;   // the 32-bit width wrapped: not the band's true width
     LONGLONG preco = 0;
     enum EEstado {
         Cheia,       // took its whole capacity
@@ -109,6 +111,7 @@ struct CResultado {
     std::vector<CExato> valoresItens;        // each band line's quantity x price, in cents
     std::vector<CServicoFaturado> faturados; // index-aligned with `servicos`
     bool bCondensacaoRecusada = false;       // more condensed lines than the contract's ranges
+    CExato foraDaNota; // band lines of service 0 before any other: they open no condensed line
 
     // The invoice, when both calculations ran and succeeded: the time lines' values plus each
     // condensed line's quantity x weighted price in cents, less the discounts in cents.

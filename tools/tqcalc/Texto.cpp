@@ -94,8 +94,9 @@ void TextoApontamentos(std::ostringstream& out, const CResultado& r) {
         // The line's value shared out over the item's classifications.
         for (ULONG i = 0; i < l.itemContrato.qtdClassificacoes; ++i) {
             const _REG_CLASSIFICACAO_GE_PS& c = l.itemContrato.classificacoes[i];
-            out << "           classificação " << c.codigo << " "
-                << Texto8(c.descricao ? c.descricao : "") << ": " << Reais(c.valor.int64) << "\n";
+            out << "           classificação " << c.codigo
+                << (c.descricao && *c.descricao ? " " + Texto8(c.descricao) : "") << ": "
+                << Reais(c.valor.int64) << "\n";
         }
     }
     out << "Por quê:\n";
@@ -141,7 +142,7 @@ void ExplicaFaixa(std::ostringstream& out, const CFaixaDistribuida& f) {
     for (const CBandaDistribuida& b : f.bandas) {
         switch (b.estado) {
             case CBandaDistribuida::NaoAlcancada:
-                out << "    nada mais a distribuir\n";
+                out << (f.medido == 0 ? "    nada a distribuir\n" : "    nada mais a distribuir\n");
                 return;
             case CBandaDistribuida::Aberta:
                 out << "    banda " << b.inferior << " em diante (aberta): leva o resto, "
@@ -150,7 +151,9 @@ void ExplicaFaixa(std::ostringstream& out, const CFaixaDistribuida& f) {
             case CBandaDistribuida::Resto:
             case CBandaDistribuida::Cheia:
                 out << "    banda " << b.inferior << " a " << b.superior << ", largura "
-                    << Moeda(b.capacidade) << ": "
+                    << Moeda(b.capacidade)
+                    << (b.bLarguraComVolta ? " (a conta da largura, em 32 bits, deu a volta)" : "")
+                    << ": "
                     << (b.estado == CBandaDistribuida::Cheia
                             ? "cheia"
                             : "cabe o resto, " + Moeda(b.quantidade))
@@ -224,16 +227,23 @@ void TextoFaixas(std::ostringstream& out, const CResultado& r) {
         const CServicoFaturado& f = r.faturados[static_cast<std::size_t>(n)];
         const CExato diferenca = f.valor - f.somaBandas;
         const ULONG servico = r.servicos[n].Servico;
+        if (f.bRepetido)
+            out << "  serviço " << servico
+                << ": de novo, com o total do serviço: a condensação abre uma linha a cada troca "
+                   "de serviço, e cada linha leva o total inteiro\n";
         const bool bAvisado = std::any_of(r.avisos.begin(), r.avisos.end(), [&](const CAviso& a) {
             return a.calculo != CAviso::Apontamentos && a.servico == servico;
         });
-        if (diferenca.Zero() || bAvisado) // a warned service differs for the warning's reason
+        if (diferenca.Zero() || bAvisado || f.bRepetido) // those differ for their own reason
             continue;
         out << "  serviço " << r.servicos[n].Servico << ": o valor faturado, " << Centavos(f.valor)
             << ", difere da soma das bandas, " << Centavos(f.somaBandas) << ", em "
             << Centavos(diferenca) << ": o preço médio é guardado com quatro casas decimais ("
             << Moeda(r.servicos[n].Valor.int64) << ")\n";
     }
+    if (!r.foraDaNota.Zero())
+        out << "  as linhas do serviço 0 antes de qualquer outro serviço, "
+            << Centavos(r.foraDaNota) << ", não abrem linha faturada: ficam fora da nota\n";
 }
 
 // ---- The invoice ------------------------------------------------------------------------------

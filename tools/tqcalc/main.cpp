@@ -24,7 +24,7 @@ mês cobrados pelos itens do contrato: franquia, "Excedente") e o cálculo por f
 quantidades medidas no mês distribuídas pelas bandas do contrato); mostra cada linha com o motivo
 de estar ali e o total da nota.
 
-  tqcalc CENARIO.json --mes 03/2024          contra o servidor de amostra, carregado do arquivo
+  tqcalc cenário.json --mes 03/2024          contra o servidor de amostra, carregado do arquivo
   tqcalc --contrato 12345 --mes 03/2024      contra os servidores de negócio desta máquina
   tqcalc --gravar CASO.json --contrato 12345 --mes 03/2024
                                              grava o que os servidores têm do contrato no mês
@@ -39,6 +39,27 @@ cálculo, o serviço e a conta).
 [[noreturn]] void Sai(int codigo, const std::string& texto) {
     tq::EscreveTexto(tq::EFluxo::Erro, "tqcalc: " + texto + "\n");
     std::exit(codigo);
+}
+
+// A scripted fault or hostile answer whose call never came: the replay would look clean.
+std::string FalhaQueNaoDisparou(const tq::amostra::CDadosAmostra& dados,
+                                const tq::amostra::CEstadoAmostra& estado) {
+    for (std::size_t i = 0; i < dados.falhas.size(); ++i) {
+        const tq::amostra::Falha& f = dados.falhas[i];
+        const int n = estado.Chamadas(f.servidor, f.operacao);
+        if (n < f.chamada)
+            return "falhas[" + std::to_string(i) + "]: a chamada " + std::to_string(f.chamada) +
+                   " de " + f.servidor + "::" + f.operacao + " não aconteceu (a operação foi " +
+                   "chamada " + std::to_string(n) + (n == 1 ? " vez" : " vezes") +
+                   "): a falha não disparou";
+    }
+    for (std::size_t i = 0; i < dados.hostilidades.size(); ++i) {
+        const tq::amostra::Hostilidade& h = dados.hostilidades[i];
+        if (estado.Chamadas(h.servidor, h.operacao) == 0)
+            return "hostis[" + std::to_string(i) + "]: " + h.servidor + "::" + h.operacao +
+                   " não foi chamada: a resposta hostil não aconteceu";
+    }
+    return {};
 }
 
 } // namespace
@@ -68,6 +89,8 @@ int main(int argc, char** argv) {
         Sai(kErroNaEntrada,
             tq::calc::MensagemDaLinhaDeComando(e) + " (tqcalc --help mostra as opções)");
     }
+    if (const std::string engolida = tq::calc::OpcaoQueEngoliuOutra(app); !engolida.empty())
+        Sai(kErroNaEntrada, engolida);
     if (mes.empty())
         Sai(kErroNaEntrada, "falta --mes MM/AAAA, o mês a faturar");
     CTQMa ma;
@@ -118,8 +141,17 @@ int main(int argc, char** argv) {
             const HRESULT hr = tq::calc::LeEntradas(servidores, pontContr, ma, lidos);
             if (FAILED(hr))
                 Sai(1, "a leitura do mês do contrato falhou: " + tq::calc::NomeDoStatus(hr));
+            // A server's text a scenario cannot hold (a control character, say) would make a
+            // file nobody can replay: better said now.
+            const std::string texto = tq::amostra::EscreveCenario(lidos);
+            try {
+                tq::amostra::LeCenario(texto);
+            } catch (const tq::amostra::CErroCenario& e) {
+                Sai(1, "o mês lido não cabe num cenário que se possa reproduzir: " +
+                           std::string(e.what()));
+            }
             std::ofstream arquivo(gravar, std::ios::binary);
-            arquivo << tq::amostra::EscreveCenario(lidos);
+            arquivo << texto;
             if (!arquivo.flush())
                 Sai(1, gravar + ": não foi possível gravar o cenário");
         } else {
@@ -127,6 +159,10 @@ int main(int argc, char** argv) {
             r.bApontamentos = so != "faixas";
             r.bFaixas = so != "apontamentos";
             tq::calc::Calcula(codigo, pontContr, ma, r);
+            if (!cenario.empty())
+                if (const std::string falha = FalhaQueNaoDisparou(dados, amostra.Estado());
+                    !falha.empty())
+                    Sai(kErroNaEntrada, cenario + ": " + falha);
             if (!tq::EscreveTexto(tq::EFluxo::Saida, bJson ? tq::calc::ParaJson(r).dump(2) + "\n"
                                                            : tq::calc::ParaTexto(r)))
                 Sai(1, "o resultado não pôde ser escrito por inteiro na saída");
