@@ -329,9 +329,15 @@ std::vector<Classificacao> LeClassificacoes(const CNo& pai) {
 }
 
 Contrato LeContrato(const CNo& no) {
-    no.Objeto({"codigo", "ponteiro", "itens", "faixas"});
+    no.Objeto({"codigo", "ponteiro", "cliente", "itens", "faixas"});
     Contrato c;
     c.codigo = no.Texto("codigo", sizeof(_REG_CONTRATO_PS::codigo) - 1);
+    if (no.Tem("cliente")) {
+        const CNo cliente = no.Filho("cliente");
+        cliente.Objeto({"nome", "documento"});
+        c.clienteNome = cliente.Texto("nome");
+        c.clienteDocumento = cliente.Texto("documento");
+    }
     c.ponteiro = no.Tem("ponteiro") ? no.Inteiro<ULONG>("ponteiro") : PonteiroDoCodigo(c.codigo);
     for (const CNo& i : no.Lista("itens")) {
         i.Objeto(

@@ -1,6 +1,7 @@
 #include "tools/tqcalc/Nucleo.h"
 
 #include "foundation/GeCurrencyEx.h"
+#include "foundation/GeManipulaDatas.h"
 #include "tools/tqcalc/Formato.h"
 
 #include <map>
@@ -282,6 +283,9 @@ public:
             r.notaBruto = bruto.Valor();
             r.notaDesconto = desconto.Valor();
             r.notaTotal = total.Valor();
+            tagCY cy;
+            cy.int64 = r.notaTotal;
+            r.notaPorExtenso = ParaUtf8(CGeCurrencyEx(cy).GetExtenso().str());
         }
     }
 
@@ -334,6 +338,19 @@ void ExplicaApontamentos(CResultado& r) {
         }
         r.motivos.push_back(m);
     }
+    // The lines each decision gave, in the calculation's order.
+    for (std::size_t n = 0; n < r.motivos.size(); ++n) {
+        const CMotivoItem::EMotivo motivo = r.motivos[n].motivo;
+        if (motivo == CMotivoItem::SemFranquia)
+            r.papeis.push_back({CPapelDaLinha::Simples, n});
+        if (motivo == CMotivoItem::ComExcedente || motivo == CMotivoItem::SemExcedente)
+            r.papeis.push_back({CPapelDaLinha::Franquia, n});
+        if (motivo == CMotivoItem::ComExcedente)
+            r.papeis.push_back({CPapelDaLinha::Excedente, n});
+    }
+    // Lines the decisions do not account for would be explained wrongly: none is, then.
+    if (r.papeis.size() != static_cast<std::size_t>(r.linhas.GetSize()))
+        r.papeis.clear();
     std::set<ULONG> medidos;
     for (const Faixa& f : r.calculoFaixas.conversa.faixas)
         medidos.insert(f.servico);
@@ -365,9 +382,9 @@ void ExplicaFaixas(CResultado& r) {
             if (b.superior != 0) {
                 banda.capacidade =
                     CCalculoFaixaMedicao::CapacidadeDaBanda(b.inferior, b.superior).int64;
-                const CExato largura =
-                    (CExato(b.superior) - CExato(b.inferior) + CExato(1)) * CExato(10000);
-                banda.bLarguraComVolta = !largura.CabeEm64() || largura.Valor() != banda.capacidade;
+                banda.bVolta = banda.capacidade != (static_cast<LONGLONG>(b.superior) -
+                                                    static_cast<LONGLONG>(b.inferior) + 1) *
+                                                       10000;
             }
             if (resto.int64 == 0) {
                 banda.estado = CBandaDistribuida::NaoAlcancada;
@@ -384,6 +401,7 @@ void ExplicaFaixas(CResultado& r) {
                 capacidade.int64 = banda.capacidade;
                 resto = (CGeCurrencyEx(resto) - capacidade).GetAsCurrency();
             }
+            banda.valor = CentavosDe(CExato(banda.preco) * CExato(banda.quantidade), 8);
             d.bandas.push_back(banda);
         }
         d.sobra = resto.int64;
@@ -397,6 +415,7 @@ void Calcula(const std::string& codigoContrato, ULONG pontContr, CTQMa mes, CRes
     r.codigoContrato = codigoContrato;
     r.pontContr = pontContr;
     r.mes = mes;
+    r.data = CGeManipulaDatas::PegaDataAtual();
     if (r.bApontamentos)
         CalculaApontamentos(r);
     if (r.bFaixas)

@@ -28,8 +28,9 @@ std::string Texto8(const std::string& texto1252) {
     return ParaUtf8(texto1252);
 }
 
-// The call that stopped a step, in a sentence: "ITQGE_Faixa::LeFaixa respondeu 0x... NOME".
-std::string Falha(const CPasso& p, const char* pszPasso) {
+} // namespace
+
+std::string TextoDaFalha(const CPasso& p, const char* pszPasso) {
     const CChamada* c = p.conversa.Falha();
     if (c && c->bRecusada)
         return "a resposta de " + c->Nome() +
@@ -41,6 +42,8 @@ std::string Falha(const CPasso& p, const char* pszPasso) {
         return c->Nome() + " respondeu " + NomeDoStatus(c->hr);
     return std::string(pszPasso) + " respondeu " + NomeDoStatus(p.hr);
 }
+
+namespace {
 
 // ---- The time calculation ---------------------------------------------------------------------
 
@@ -101,7 +104,7 @@ void TextoApontamentos(std::ostringstream& out, const CResultado& r) {
     }
     out << "Por quê:\n";
     if (FAILED(r.inicio.hr)) {
-        out << "  o cálculo não começou: " << Falha(r.inicio, "Inicializa") << "\n";
+        out << "  o cálculo não começou: " << TextoDaFalha(r.inicio, "Inicializa") << "\n";
     } else if (FAILED(r.calculo.hr)) {
         const CConversa& c = r.calculo.conversa;
         out << "  itens do contrato: "
@@ -110,8 +113,8 @@ void TextoApontamentos(std::ostringstream& out, const CResultado& r) {
             << (c.bApontamentosLidos ? "lidos, " + std::to_string(c.apontamentos.size())
                                      : "não lidos")
             << "\n";
-        out << "  nenhuma linha foi calculada: " << Falha(r.calculo, "FazCalculoApontamentos")
-            << "\n";
+        out << "  nenhuma linha foi calculada: "
+            << TextoDaFalha(r.calculo, "FazCalculoApontamentos") << "\n";
     } else {
         ExplicaItens(out, r);
     }
@@ -119,14 +122,14 @@ void TextoApontamentos(std::ostringstream& out, const CResultado& r) {
     if (!r.total.bAlcancado)
         out << "não calculado (o cálculo parou antes)\n";
     else if (FAILED(r.total.hr))
-        out << "não obtido: " << Falha(r.total, "GetValorApontamentos") << "\n";
+        out << "não obtido: " << TextoDaFalha(r.total, "GetValorApontamentos") << "\n";
     else
         out << "valor " << Reais(r.valor.int64) << ", desconto " << Moeda(r.desconto.int64) << "\n";
     out << "Apontamentos listados na nota: ";
     if (!r.codigosNota.bAlcancado)
         out << "não lidos (o cálculo parou antes)\n";
     else if (FAILED(r.codigosNota.hr))
-        out << "não lidos: " << Falha(r.codigosNota, "GetCodigosApontamentos") << "\n";
+        out << "não lidos: " << TextoDaFalha(r.codigosNota, "GetCodigosApontamentos") << "\n";
     else
         out << (r.codigos.IsEmpty() ? std::string("nenhum") : Texto8(r.codigos.str())) << "\n";
 }
@@ -152,8 +155,7 @@ void ExplicaFaixa(std::ostringstream& out, const CFaixaDistribuida& f) {
             case CBandaDistribuida::Cheia:
                 out << "    banda " << b.inferior << " a " << b.superior << ", largura "
                     << Moeda(b.capacidade)
-                    << (b.bLarguraComVolta ? " (a conta da largura, em 32 bits, deu a volta)" : "")
-                    << ": "
+                    << (b.bVolta ? " (a conta da largura, em 32 bits, deu a volta)" : "") << ": "
                     << (b.estado == CBandaDistribuida::Cheia
                             ? "cheia"
                             : "cabe o resto, " + Moeda(b.quantidade))
@@ -167,14 +169,14 @@ void ExplicaFaixa(std::ostringstream& out, const CFaixaDistribuida& f) {
 
 void ExplicaFaixas(std::ostringstream& out, const CResultado& r) {
     if (FAILED(r.leContrato.hr)) {
-        out << "  o contrato não foi lido: " << Falha(r.leContrato, "LeContrato")
+        out << "  o contrato não foi lido: " << TextoDaFalha(r.leContrato, "LeContrato")
             << "; nenhuma faixa foi calculada\n";
         return;
     }
     const CConversa& c = r.calculoFaixas.conversa;
     if (!c.bApontamentosLidos) {
-        out << "  as medições do mês não foram lidas: " << Falha(r.calculoFaixas, "CalculaItens")
-            << "; nenhuma faixa foi lida\n";
+        out << "  as medições do mês não foram lidas: "
+            << TextoDaFalha(r.calculoFaixas, "CalculaItens") << "; nenhuma faixa foi lida\n";
         return;
     }
     const std::vector<FaixaContrato>& doContrato = r.leContrato.conversa.contrato.faixas;
@@ -185,7 +187,7 @@ void ExplicaFaixas(std::ostringstream& out, const CResultado& r) {
             ExplicaFaixa(out, r.distribuicao[i]);
         } else if (i == r.distribuicao.size() && FAILED(r.calculoFaixas.hr)) {
             out << "  faixa " << doContrato[i].codigo
-                << ": não lida: " << Falha(r.calculoFaixas, "CalculaItens") << "\n";
+                << ": não lida: " << TextoDaFalha(r.calculoFaixas, "CalculaItens") << "\n";
         } else {
             out << "  faixa " << doContrato[i].codigo
                 << ": não alcançada (o cálculo parou antes)\n";
@@ -269,6 +271,7 @@ void TextoNota(std::ostringstream& out, const CResultado& r) {
     linha("Valor bruto", r.notaBruto);
     linha("Desconto", -r.notaDesconto);
     linha("Total da nota", r.notaTotal);
+    out << "  por extenso: " << r.notaPorExtenso << "\n";
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 
@@ -29,6 +30,9 @@ de estar ali e o total da nota.
   tqcalc --gravar CASO.json --contrato 12345 --mes 03/2024
                                              grava o que os servidores têm do contrato no mês
                                              como um cenário, para reproduzir em qualquer lugar
+  tqcalc CENARIO.json --mes 03/2024 --extrato EXTRATO.html
+                                             também escreve o extrato do cliente: uma página
+                                             HTML para mandar por e-mail ou imprimir
 
 Códigos de saída: 0 feito; 1 um cálculo falhou (o status aparece com o seu nome) ou os servidores
 não abriram; 2 um erro na linha de comando ou no cenário (a mensagem diz onde; nada é calculado);
@@ -67,7 +71,7 @@ std::string FalhaQueNaoDisparou(const tq::amostra::CDadosAmostra& dados,
 int main(int argc, char** argv) {
     CLI::App app(kDescricao, "tqcalc");
     tq::calc::EmPortugues(app);
-    std::string cenario, mes, so, contrato, gravar;
+    std::string cenario, mes, so, contrato, gravar, extrato;
     bool bJson = false;
     app.add_option("cenário", cenario, "o cenário (JSON) que o servidor de amostra serve")
         ->type_name("");
@@ -80,6 +84,10 @@ int main(int argc, char** argv) {
     app.add_option("--gravar", gravar,
                    "grava como cenário o mês do contrato lido dos servidores desta máquina")
         ->type_name("CASO.json");
+    app.add_option("--extrato", extrato,
+                   "escreve também o extrato do cliente, uma página HTML (o texto ou o JSON "
+                   "continuam na saída)")
+        ->type_name("ARQUIVO.html");
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
@@ -102,6 +110,10 @@ int main(int argc, char** argv) {
         Sai(kErroNaEntrada, "dê um arquivo de cenário ou --contrato, um dos dois");
     if (!gravar.empty() && contrato.empty())
         Sai(kErroNaEntrada, "--gravar grava dos servidores desta máquina: dê --contrato");
+    if (!extrato.empty() && !gravar.empty())
+        Sai(kErroNaEntrada, "--extrato mostra um mês calculado; --gravar não calcula");
+    if (!extrato.empty() && !so.empty())
+        Sai(kErroNaEntrada, "--extrato mostra a nota inteira: não se combina com --so");
 
     tq::amostra::CDadosAmostra dados;
     if (!cenario.empty()) {
@@ -116,6 +128,14 @@ int main(int argc, char** argv) {
     const ULONG pontContr =
         cenario.empty() ? tq::amostra::PonteiroDoCodigo(contrato) : dados.contratos[0].ponteiro;
     const std::string codigo = cenario.empty() ? contrato : tq::ParaUtf8(dados.contratos[0].codigo);
+    // Opened before anything is computed: a path that cannot be written is a mistake in the
+    // command line.
+    std::ofstream arquivoExtrato;
+    if (!extrato.empty()) {
+        arquivoExtrato.open(extrato, std::ios::binary | std::ios::trunc);
+        if (!arquivoExtrato)
+            Sai(kErroNaEntrada, "--extrato: não foi possível criar " + extrato);
+    }
 
     tq::SaidaPadraoBinaria();
     const tq::calc::CEscopoEscuta escuta;
@@ -158,6 +178,9 @@ int main(int argc, char** argv) {
             tq::calc::CResultado r;
             r.bApontamentos = so != "faixas";
             r.bFaixas = so != "apontamentos";
+            if (!cenario.empty())
+                r.cliente = {tq::ParaUtf8(dados.contratos[0].clienteNome),
+                             tq::ParaUtf8(dados.contratos[0].clienteDocumento)};
             tq::calc::Calcula(codigo, pontContr, ma, r);
             if (!cenario.empty())
                 if (const std::string falha = FalhaQueNaoDisparou(dados, amostra.Estado());
@@ -176,6 +199,11 @@ int main(int argc, char** argv) {
                                  "tqcalc: atenção: um valor não cabe no tipo monetário; veja "
                                  "os avisos no fim da saída\n");
             codigoDeSaida = tq::calc::CodigoDeSaida(r);
+            if (!extrato.empty() && !(arquivoExtrato << tq::calc::ParaExtrato(r)).flush()) {
+                tq::EscreveTexto(tq::EFluxo::Erro,
+                                 "tqcalc: " + extrato + ": não foi possível gravar o extrato\n");
+                codigoDeSaida = std::max(codigoDeSaida, 1);
+            }
         }
     }
     CoUninitialize();
