@@ -97,9 +97,10 @@ void TextoApontamentos(std::ostringstream& out, const CResultado& r) {
         // The line's value shared out over the item's classifications.
         for (ULONG i = 0; i < l.itemContrato.qtdClassificacoes; ++i) {
             const _REG_CLASSIFICACAO_GE_PS& c = l.itemContrato.classificacoes[i];
-            out << "           classificação " << c.codigo
-                << (c.descricao && *c.descricao ? " " + Texto8(c.descricao) : "") << ": "
-                << Reais(c.valor.int64) << "\n";
+            out << "           classificação " << c.codigo;
+            if (c.descricao && *c.descricao)
+                out << " " << Texto8(c.descricao);
+            out << ": " << Reais(c.valor.int64) << "\n";
         }
     }
     out << "Por quê:\n";
