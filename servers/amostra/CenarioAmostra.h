@@ -3,6 +3,7 @@
 //
 // {
 //   "contrato": { "codigo": "12345", "ponteiro": 1234,
+//                 "cliente": { "nome": "...", "documento": "..." },
 //                 "itens": [ { "servico": 10, "precoUnitario": "2.5", "precoExcedente": "3.1",
 //                              "franquia": "10", "texto": "Coleta",
 //                              "classificacoes": [ { "codigo": 1, "percentual": "100",
@@ -30,7 +31,8 @@
 // Amounts are decimal strings, or JSON numbers read through their text (never through a
 // double): contract item prices up to 8 decimals, every other amount up to 4. Texts are UTF-8 in
 // the file and Windows-1252 in the data set, as the servers keep them. Optional fields are 0 or
-// empty; the contract's internal number is atol(codigo) / 10 unless "ponteiro" gives it. A
+// empty; the contract's internal number is atol(codigo) / 10 unless "ponteiro" gives it; the
+// optional "cliente" names the customer on tqcalc's statement (no server carries it). A
 // mistake throws CErroCenario, whose text (Portuguese, UTF-8) names the JSON path with its indices:
 // "apontamentos[3].itens[0].quantidade: ...". Mistakes: an unknown key or one given twice, a
 // wrong type, a malformed amount, too many decimals, an amount out of range, a text with a
@@ -58,7 +60,8 @@ CDadosAmostra LeCenario(const std::string& texto);
 CDadosAmostra LeArquivoCenario(const std::string& caminho);
 
 // The data set as a scenario file ("contrato" for one contract, "contratos" for more), amounts
-// with all their decimals, texts in UTF-8: what LeCenario reads back to the same data set.
+// with all their decimals, texts in UTF-8: what LeCenario reads back to the same data set, but
+// for the customer, which the servers never have (a month recorded from them carries none).
 // Compact, on one line and without the optional members at their defaults (a month of many
 // contracts is read faster).
 std::string EscreveCenario(const CDadosAmostra& dados, bool bCompacto = false);

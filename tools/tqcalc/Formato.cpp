@@ -20,13 +20,14 @@ std::string NomeDoStatus(HRESULT hr) {
         return Status(hr) + " S_OK";
     const std::string nome = GetNomeHResult(hr).str();
     const std::string codigo = GetNomeCodigoWin32(hr).str();
-    // Appended piece by piece: gcc 12 at -O3 sees a false overlap in `" (" + s` (-Wrestrict).
     std::string texto = Status(hr);
+    // Every name is the library's 8-bit text, as the trace log has it.
+    // Appended piece by piece: gcc 12 at -O3 sees a false overlap in " " + std::string&&.
     if (!nome.empty())
-        texto.append(" ").append(nome);
+        texto.append(" ").append(ParaUtf8(nome));
     if (!codigo.empty() && codigo != nome)
-        texto.append(" ").append(codigo);
-    texto.append(" (").append(GetNomeFacility(hr).str()).append(")");
+        texto.append(" ").append(ParaUtf8(codigo));
+    texto.append(" (").append(ParaUtf8(GetNomeFacility(hr).str())).append(")");
     const std::string descricao = GetDescricaoHResult(hr).str();
     if (!descricao.empty())
         texto.append(" ").append(ParaUtf8(descricao));
