@@ -35,10 +35,12 @@ namespace {
 constexpr int kFeito = 0, kFalhou = 1, kErroNaEntrada = 2, kEstouro = 3;
 // The journal reaches the disk every this many contracts, or this often, whichever comes first:
 // a power cut loses at most one batch (a killed process none), which the next run bills again.
-constexpr std::size_t kLoteDeSincronia = 64;
-constexpr auto kIntervaloDeSincronia = std::chrono::milliseconds(100);
-// Finished contracts waiting for the writer: a slow disk holds the workers back, not the memory.
-constexpr std::size_t kFilaMaxima = 1024;
+// A sync every few milliseconds, behind a small queue, kept the workers waiting for the disk.
+constexpr std::size_t kLoteDeSincronia = 512;
+constexpr auto kIntervaloDeSincronia = std::chrono::milliseconds(250);
+// Finished contracts waiting for the writer (about a kilobyte each): room for the contracts billed
+// while the journal is synced; a slower disk holds the workers back, not the memory.
+constexpr std::size_t kFilaMaxima = 8192;
 
 const char* const kArquivoLote = "lote.json";
 const char* const kArquivoNotas = "notas.jsonl";
@@ -164,19 +166,19 @@ public:
     void Para() {
         std::lock_guard lock(m_mutex);
         m_bParar = true;
+        m_bParando = true;
         m_cvTem.notify_all();
         m_cvCabe.notify_all();
     }
-    bool Parando() {
-        std::lock_guard lock(m_mutex);
-        return m_bParar;
-    }
+    // Asked by every worker before each contract: without taking the queue's lock.
+    bool Parando() const { return m_bParando.load(std::memory_order_acquire); }
 
 private:
     std::mutex m_mutex;
     std::condition_variable m_cvTem, m_cvCabe;
     std::deque<CFeito> m_itens;
     bool m_bFim = false, m_bParar = false;
+    std::atomic<bool> m_bParando{false};
 };
 
 // ---- The lines already in a journal -----------------------------------------------------------
@@ -588,7 +590,7 @@ private:
             lock.unlock();
             progresso.Mostra(nGravados, nProblemas);
             lock.lock();
-            cvFim.wait_for(lock, std::chrono::milliseconds(250), [&] { return nAtivos == 0; });
+            cvFim.wait_for(lock, std::chrono::milliseconds(100), [&] { return nAtivos == 0; });
         }
         for (std::thread& t : trabalhadores)
             t.join();
