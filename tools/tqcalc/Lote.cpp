@@ -428,7 +428,8 @@ public:
         const std::size_t nCalculados = m_m.nCalculados;
         // The rate of the billing itself; reading a month's scenario is said apart.
         const double faturando = segundos - m_m.segundosEntrada;
-        std::string titulo = "lote " + m_o.mes + ": " + Milhares(m_contratos.size()) + " contratos";
+        std::string titulo = "lote " + m_o.mes + ": " + Milhares(m_contratos.size()) +
+                             (m_contratos.size() == 1 ? " contrato" : " contratos");
         if (parte.n > 1)
             titulo +=
                 " (parte " + parte.Texto() + " de " + Milhares(entrada.contratos.size()) + ")";
