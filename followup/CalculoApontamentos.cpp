@@ -65,7 +65,7 @@ HRESULT CCalculoApontamentos::LeItens(ULONG contrato) {
 }
 
 HRESULT CCalculoApontamentos::GetApontamentos(ULONG contrato, CTQMa ma,
-                                              CArrayApontamentosPs& apontamentos) {
+                                              tq::CApontamentosRecebidos& apontamentos) {
     _REG_FILTRO_APONTAMENTOS_PS filtro;
     std::memset(&filtro, 0, sizeof filtro);
     filtro.pontContr = contrato;
@@ -84,37 +84,26 @@ HRESULT CCalculoApontamentos::GetApontamentos(ULONG contrato, CTQMa ma,
     _REG_APONTAMENTO_PS* p = nullptr;
     hr = m_pApontamentos->LeApontamentos(nPosicoes, pPosicoes, &n, &p);
     CoTaskMemFree(pPosicoes);
-    return FAILED(hr) ? hr : tq::RecebeApontamentos(p, n, apontamentos);
+    return FAILED(hr) ? hr : apontamentos.Recebe(p, n);
 }
 
-HRESULT CCalculoApontamentos::GetQuantidadeApontamentos(ULONG contrato, CTQMa ma,
-                                                        CArrayTotais& totais) {
-    CArrayApontamentosPs apontamentos;
-    const HRESULT hr = GetApontamentos(contrato, ma, apontamentos);
-    if (FAILED(hr))
-        return hr;
-    TotalizaPorServico(apontamentos, totais, m_indiceTotais);
-    LiberarMemoriaApontamentosPs(apontamentos);
-    return S_OK;
-}
-
-void CCalculoApontamentos::TotalizaPorServico(const CArrayApontamentosPs& apontamentos,
-                                              CArrayTotais& totais,
-                                              tq::detail::CMapaPorChave<int>& indice) {
-    totais.RemoveAll();
-    indice.Limpa();
-    // Each service's running total lives in the index's own entry, so that an item costs one
-    // look-up; the totals then take their places in the order the services first occurred.
-    tq::detail::CMapaPorChave<REG_ITEM_APONTAMENTO> acumulados;
-    std::vector<ULONG> ordem;
-    for (const _REG_APONTAMENTO_PS& apontamento : apontamentos) {
+// The month's totals built one record at a time. An item costs one look-up in the index, whose
+// entry holds its service's position among the totals; a service's total is appended where it
+// first occurs, so the totals come out in that order with nothing to sort or copy.
+class CCalculoApontamentos::CTotalizador {
+public:
+    CTotalizador(CArrayTotais& totais, tq::detail::CMapaPorChave<int>& indice)
+        : m_totais(totais), m_indice(indice) {
+        m_totais.RemoveAll();
+        m_indice.Limpa();
+    }
+    void Adiciona(const _REG_APONTAMENTO_PS& apontamento) {
+        const _REG_ITEM_APONTAMENTO_PS* pItens = apontamento.itens;
         for (ULONG i = 0; i < apontamento.qtdItens; ++i) {
-            const _REG_ITEM_APONTAMENTO_PS& item = apontamento.itens[i];
-            bool bNovo;
+            const _REG_ITEM_APONTAMENTO_PS& item = pItens[i];
+            const int* pPosicao = m_indice.Procura(item.servico);
             REG_ITEM_APONTAMENTO& total =
-                acumulados.Obtem(item.servico, {{}, {}, item.servico, 0}, bNovo);
-            if (bNovo)
-                ordem.push_back(item.servico);
+                pPosicao ? m_totais.GetData()[*pPosicao] : Novo(item.servico);
             // Plain 64-bit additions of the raw values, wrapping as the raw arithmetic does.
             total.descTotal.int64 =
                 static_cast<LONGLONG>(static_cast<unsigned long long>(total.descTotal.int64) +
@@ -124,23 +113,56 @@ void CCalculoApontamentos::TotalizaPorServico(const CArrayApontamentosPs& aponta
                                       static_cast<unsigned long long>(item.quantidade.int64));
         }
     }
-    totais.SetSize(static_cast<INT_PTR>(ordem.size()));
-    for (std::size_t i = 0; i < ordem.size(); ++i) {
+
+private:
+    // A service seen for the first time: its total goes at the end, at zero.
+    [[gnu::noinline]] REG_ITEM_APONTAMENTO& Novo(ULONG servico) {
         bool bNovo;
-        totais[static_cast<INT_PTR>(i)] = *acumulados.Procura(ordem[i]);
-        indice.Obtem(ordem[i], static_cast<int>(i), bNovo);
+        m_indice.Obtem(servico, static_cast<int>(m_totais.GetSize()), bNovo);
+        const INT_PTR nPosicao = m_totais.Add({{}, {}, servico, 0});
+        return m_totais.GetData()[nPosicao];
+    }
+
+    CArrayTotais& m_totais;
+    tq::detail::CMapaPorChave<int>& m_indice;
+};
+
+HRESULT CCalculoApontamentos::GetQuantidadeApontamentos(ULONG contrato, CTQMa ma,
+                                                        CArrayTotais& totais) {
+    tq::CApontamentosRecebidos apontamentos;
+    const HRESULT hr = GetApontamentos(contrato, ma, apontamentos);
+    if (FAILED(hr))
+        return hr;
+    // Each record's items are held to their block, totalled and freed while they are at hand.
+    CTotalizador totalizador(totais, m_indiceTotais);
+    _REG_APONTAMENTO_PS* p = apontamentos.begin();
+    for (ULONG i = 0; i < apontamentos.GetSize(); ++i) {
+        tq::detail::AdiantaItens(p, apontamentos.GetSize(), i);
+        if (!tq::CApontamentosRecebidos::ItensChegaram(p[i])) {
+            totais.RemoveAll();
+            return tq::kDadosRuins;
+        }
+        totalizador.Adiciona(p[i]);
+        apontamentos.LiberaItens(p[i]);
+    }
+    return S_OK;
+}
+
+void CCalculoApontamentos::TotalizaPorServico(const CArrayApontamentosPs& apontamentos,
+                                              CArrayTotais& totais,
+                                              tq::detail::CMapaPorChave<int>& indice) {
+    CTotalizador totalizador(totais, indice);
+    const _REG_APONTAMENTO_PS* p = apontamentos.GetData();
+    const ULONG n = static_cast<ULONG>(apontamentos.GetSize());
+    for (ULONG i = 0; i < n; ++i) {
+        tq::detail::AdiantaItens(p, n, i);
+        totalizador.Adiciona(p[i]);
     }
 }
 
 int CCalculoApontamentos::ProcurarItemApontamento(ULONG servico, const CArrayTotais& totais) const {
     const int* i = m_indiceTotais.Procura(servico);
     return i && *i < totais.GetSize() ? *i : -1;
-}
-
-void CCalculoApontamentos::LiberarMemoriaApontamentosPs(CArrayApontamentosPs& apontamentos) {
-    for (_REG_APONTAMENTO_PS& apontamento : apontamentos)
-        CoTaskMemFree(std::exchange(apontamento.itens, nullptr));
-    apontamentos.RemoveAll();
 }
 
 tagCY CCalculoApontamentos::Valor(tagCY precoUnitario, tagCY quantidade) {
@@ -269,10 +291,15 @@ HRESULT CCalculoApontamentos::GetCodigosApontamentos(ULONG contrato, CTQMa ma, C
     codigos.Empty();
     if (!IsInicializado())
         return S_OK;
-    CArrayApontamentosPs apontamentos;
+    tq::CApontamentosRecebidos apontamentos;
     const HRESULT hr = GetApontamentos(contrato, ma, apontamentos);
     if (FAILED(hr))
         return hr;
+    // The codes alone are read: the item arrays are only freed.
+    for (const _REG_APONTAMENTO_PS& apontamento : apontamentos) {
+        if (!tq::CApontamentosRecebidos::ItensChegaram(apontamento))
+            return tq::kDadosRuins;
+    }
     for (const _REG_APONTAMENTO_PS& apontamento : apontamentos) {
         if (apontamento.listarNF != 1)
             continue;
@@ -280,7 +307,6 @@ HRESULT CCalculoApontamentos::GetCodigosApontamentos(ULONG contrato, CTQMa ma, C
             codigos += " - ";
         codigos += tq::TextoDoCampo(apontamento.apontamento, sizeof apontamento.apontamento);
     }
-    LiberarMemoriaApontamentosPs(apontamentos);
     return S_OK;
 }
 

@@ -78,11 +78,11 @@ protected:
 private:
     HRESULT InicializarServidores();
     HRESULT LeItens(ULONG contrato);
-    HRESULT GetApontamentos(ULONG contrato, CTQMa ma, CArrayApontamentosPs& apontamentos);
+    class CTotalizador;
+    HRESULT GetApontamentos(ULONG contrato, CTQMa ma, tq::CApontamentosRecebidos& apontamentos);
     HRESULT GetQuantidadeApontamentos(ULONG contrato, CTQMa ma, CArrayTotais& totais);
     // The position of the service's total, or -1; through the index the totals were built with.
     int ProcurarItemApontamento(ULONG servico, const CArrayTotais& totais) const;
-    static void LiberarMemoriaApontamentosPs(CArrayApontamentosPs& apontamentos);
     // Appends one line for the item; E_OUTOFMEMORY when its blocks cannot be made.
     static HRESULT AdicionaLinha(const CRegItemContrato& item, tagCY quantidade, tagCY preco,
                                  tagCY desconto, const char* pszDescricao,

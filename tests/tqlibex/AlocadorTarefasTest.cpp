@@ -1,9 +1,37 @@
 #include "tqlibex/AlocadorTarefas.h"
 
+#include "servers/RegistrosGE.h"
 #include "support/EspiaContadora.h"
+#include "support/Tabela.h"
 
 #include <ComApi.h>
 #include <gtest/gtest.h>
+
+#include <cstring>
+#include <sstream>
+#include <string>
+#include <vector>
+
+using tq::teste::LeTabela;
+using tq::teste::Linha;
+
+namespace {
+
+// "10,0,3*2": the numbers of a list, n*v meaning v n times.
+std::vector<long long> Lista(const std::string& texto) {
+    std::vector<long long> valores;
+    std::stringstream fluxo(texto);
+    std::string item;
+    while (std::getline(fluxo, item, ',')) {
+        const std::size_t x = item.find('*');
+        const long long n = x == std::string::npos ? 1 : std::stoll(item.substr(0, x));
+        const long long v = std::stoll(x == std::string::npos ? item : item.substr(x + 1));
+        valores.insert(valores.end(), static_cast<std::size_t>(n), v);
+    }
+    return valores;
+}
+
+} // namespace
 
 // The spy sees the platform's real task allocator: ole32's on Windows, malloc on POSIX.
 TEST(AlocadorTarefas, EspiaVeCadaBlocoUmaVez) {
@@ -61,4 +89,47 @@ TEST(AlocadorTarefas, ContagemPresaAoBloco) {
     EXPECT_FALSE(tq::ArrayChegou(p + 1, 1));
 #endif
     CoTaskMemFree(p);
+}
+
+// A server's records taken where they came: whatever the reader did, and whatever the answer
+// claimed, every block is freed exactly once (the records the reader finished with, the rest
+// when the holder goes, a refused answer on arrival), and no record is read past its block.
+TEST(AlocadorTarefas, ApontamentosRecebidos) {
+    for (const Linha& l : LeTabela("apontamentos-recebidos.tsv")) {
+        SCOPED_TRACE(l.Origem());
+        tq::teste::EspiaContadora espia;
+        const std::vector<long long> itens = Lista(l.Texto("itens"));
+        _REG_APONTAMENTO_PS* p = nullptr;
+        if (!itens.empty()) {
+            p = static_cast<_REG_APONTAMENTO_PS*>(
+                CoTaskMemAlloc(itens.size() * sizeof(_REG_APONTAMENTO_PS)));
+            ASSERT_NE(p, nullptr);
+            std::memset(p, 0, itens.size() * sizeof(_REG_APONTAMENTO_PS));
+        }
+        for (std::size_t i = 0; i < itens.size(); ++i) {
+            p[i].qtdItens = static_cast<ULONG>(itens[i]);
+            if (itens[i] > 0)
+                p[i].itens = static_cast<_REG_ITEM_APONTAMENTO_PS*>(CoTaskMemAlloc(
+                    static_cast<std::size_t>(itens[i]) * sizeof(_REG_ITEM_APONTAMENTO_PS)));
+        }
+        if (l.I64("itens_a_mais_em") >= 0)
+            ++p[l.I64("itens_a_mais_em")].qtdItens;
+        const ULONG n = l.Texto("contagem").empty() ? static_cast<ULONG>(itens.size())
+                                                    : static_cast<ULONG>(l.I64("contagem"));
+        long long nChegaram = 0;
+        {
+            tq::CApontamentosRecebidos recebidos;
+            ASSERT_EQ(recebidos.Recebe(p, n), l.Hr("recebe"));
+            _REG_APONTAMENTO_PS* r = recebidos.begin();
+            for (ULONG i = 0; i < recebidos.GetSize() && i < l.I64("lidos"); ++i) {
+                if (!tq::CApontamentosRecebidos::ItensChegaram(r[i]))
+                    break;
+                ++nChegaram;
+                recebidos.LiberaItens(r[i]);
+            }
+        }
+        EXPECT_EQ(nChegaram, l.I64("chegaram"));
+        EXPECT_EQ(espia.Vivos(), 0u);
+        EXPECT_EQ(espia.LiberacoesInvalidas(), 0u);
+    }
 }
