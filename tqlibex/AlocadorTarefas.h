@@ -27,6 +27,29 @@ T* AlocaArray(std::size_t n) {
     return static_cast<T*>(AlocaZerado(n, sizeof(T)));
 }
 
+// Task-allocated blocks made one after another, for a server that hands over thousands of
+// arrays at once: each one a block of its own, freed with CoTaskMemFree by whoever receives it,
+// in any order and from any thread, with its own size for TamanhoDoBlocoDeTarefa, and reported
+// to the spy one by one. On POSIX consecutive blocks are cut from one allocation of some tens of
+// kilobytes, given back when the last block cut from it is freed (and the series has moved on):
+// the blocks cost what a few allocations cost. On Windows each is a CoTaskMemAlloc of its own.
+class CBlocosEmSerie {
+public:
+    CBlocosEmSerie() = default;
+    CBlocosEmSerie(const CBlocosEmSerie&) = delete;
+    CBlocosEmSerie& operator=(const CBlocosEmSerie&) = delete;
+    ~CBlocosEmSerie();
+
+    // A block of cb bytes (cb may be 0); null when memory runs out.
+    void* Aloca(std::size_t cb);
+
+private:
+    void* m_pGrupo = nullptr; // the allocation blocks are being cut from (POSIX)
+    char* m_pLivre = nullptr;
+    std::size_t m_cbLivre = 0;
+    std::size_t m_nCortados = 0; // blocks cut from m_pGrupo
+};
+
 namespace detail {
 // The size the task allocator gave a block (IMalloc::GetSize on Windows): 0 for a null pointer
 // and for one the allocator does not know as a block's start, SIZE_MAX when the platform cannot

@@ -7,6 +7,8 @@
 #include <ComApi.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <sstream>
 #include <string>
@@ -29,6 +31,21 @@ std::vector<long long> Lista(const std::string& texto) {
         valores.insert(valores.end(), static_cast<std::size_t>(n), v);
     }
     return valores;
+}
+
+// The order blocks 0..n-1 are freed in.
+std::vector<std::size_t> Ordem(const std::string& ordem, std::size_t n) {
+    std::vector<std::size_t> indices;
+    for (std::size_t i = 0; i < n; ++i)
+        indices.push_back(i);
+    if (ordem == "decrescente")
+        std::reverse(indices.begin(), indices.end());
+    else if (ordem == "alternada")
+        std::stable_partition(indices.begin(), indices.end(),
+                              [](std::size_t i) { return i % 2 == 0; });
+    else
+        EXPECT_EQ(ordem, "crescente");
+    return indices;
 }
 
 } // namespace
@@ -89,6 +106,69 @@ TEST(AlocadorTarefas, ContagemPresaAoBloco) {
     EXPECT_FALSE(tq::ArrayChegou(p + 1, 1));
 #endif
     CoTaskMemFree(p);
+}
+
+// Each block cut in series is a block of its own: its size, its bytes (no other block's), the
+// spy told of it once, and freed once in any order, before or after the series lets go; what the
+// series shares between them goes when the last holder does (LeakSanitizer and AddressSanitizer
+// watch the asan build).
+TEST(AlocadorTarefas, BlocosEmSerie) {
+    for (const Linha& l : LeTabela("blocos-em-serie.tsv")) {
+        SCOPED_TRACE(l.Origem());
+        tq::teste::EspiaContadora espia;
+        std::vector<void*> blocos;
+        std::vector<std::size_t> tamanhos;
+        {
+            auto serie = std::make_unique<tq::CBlocosEmSerie>();
+            bool bFaltou = false;
+            for (long long cb : Lista(l.Texto("tamanhos"))) {
+                void* p = serie->Aloca(static_cast<std::size_t>(cb));
+                if (!p) {
+                    bFaltou = true;
+                    break;
+                }
+                tamanhos.push_back(static_cast<std::size_t>(cb));
+                blocos.push_back(p);
+                std::memset(p, static_cast<int>(blocos.size() & 0xFF), tamanhos.back());
+            }
+            EXPECT_EQ(!bFaltou, l.Bool("aloca"));
+            std::size_t nBytes = 0;
+            for (std::size_t i = 0; i < blocos.size(); ++i) {
+                nBytes += tamanhos[i];
+                EXPECT_EQ(tq::detail::TamanhoDoBlocoDeTarefa(blocos[i]), tamanhos[i]) << i;
+#ifndef _WIN32
+                if (tamanhos[i] >= 32) {
+                    EXPECT_EQ(
+                        tq::detail::TamanhoDoBlocoDeTarefa(static_cast<char*>(blocos[i]) + 16), 0u)
+                        << "the middle of a block is no block";
+                }
+#endif
+            }
+            EXPECT_EQ(espia.Alocados(), blocos.size());
+            EXPECT_EQ(espia.Bytes(), nBytes);
+            if (l.Bool("serie_antes"))
+                serie.reset();
+            // Every block held has its own bytes, whatever was freed around it: all of them
+            // once the series is in the state the row asks for, then a freed block's neighbours.
+            std::vector<bool> vivo(blocos.size(), true);
+            const auto confere = [&](std::size_t i) {
+                if (i >= blocos.size() || !vivo[i])
+                    return true;
+                const auto* b = static_cast<const unsigned char*>(blocos[i]);
+                return std::all_of(b, b + tamanhos[i],
+                                   [&](unsigned char c) { return c == ((i + 1) & 0xFF); });
+            };
+            for (std::size_t i = 0; i < blocos.size(); ++i)
+                ASSERT_TRUE(confere(i)) << "block " << i;
+            for (std::size_t i : Ordem(l.Texto("ordem"), blocos.size())) {
+                CoTaskMemFree(blocos[i]);
+                vivo[i] = false;
+                ASSERT_TRUE(confere(i - 1) && confere(i + 1)) << "beside block " << i;
+            }
+        }
+        EXPECT_EQ(espia.Vivos(), 0u);
+        EXPECT_EQ(espia.LiberacoesInvalidas(), 0u);
+    }
 }
 
 // A server's records taken where they came: whatever the reader did, and whatever the answer

@@ -79,6 +79,18 @@ thread_local void* CEspiaOle::t_pAntigo = nullptr;
 
 } // namespace
 
+namespace tq {
+
+// ole32's allocator is the one every receiver frees with, in this process or another: each block
+// is an allocation of its own.
+CBlocosEmSerie::~CBlocosEmSerie() = default;
+
+void* CBlocosEmSerie::Aloca(std::size_t cb) {
+    return CoTaskMemAlloc(cb);
+}
+
+} // namespace tq
+
 namespace tq::detail {
 
 void PreparaEspiaDaPlataforma() {
