@@ -87,44 +87,54 @@ HRESULT CCalculoApontamentos::GetApontamentos(ULONG contrato, CTQMa ma,
     return FAILED(hr) ? hr : apontamentos.Recebe(p, n);
 }
 
-// The month's totals built one record at a time. An item costs one look-up in the index, whose
-// entry holds its service's position among the totals; a service's total is appended where it
-// first occurs, so the totals come out in that order with nothing to sort or copy.
+// The month's totals built one record at a time. An item costs one look-up: the index's entry
+// holds its service's running total itself (one place in memory per item, in a table that
+// stays in the cache) and the position its total takes, in the order the services first
+// occur. The totals are laid out once the month is through.
 class CCalculoApontamentos::CTotalizador {
 public:
-    CTotalizador(CArrayTotais& totais, tq::detail::CMapaPorChave<int>& indice)
-        : m_totais(totais), m_indice(indice) {
-        m_totais.RemoveAll();
-        m_indice.Limpa();
+    explicit CTotalizador(tq::detail::CMapaPorChave<ACUMULADO_SERVICO>& porServico)
+        : m_porServico(porServico) {
+        m_porServico.Limpa();
     }
     void Adiciona(const _REG_APONTAMENTO_PS& apontamento) {
         const _REG_ITEM_APONTAMENTO_PS* pItens = apontamento.itens;
         for (ULONG i = 0; i < apontamento.qtdItens; ++i) {
             const _REG_ITEM_APONTAMENTO_PS& item = pItens[i];
-            const int* pPosicao = m_indice.Procura(item.servico);
-            REG_ITEM_APONTAMENTO& total =
-                pPosicao ? m_totais.GetData()[*pPosicao] : Novo(item.servico);
+            ACUMULADO_SERVICO* pTotal = m_porServico.Procura(item.servico);
+            if (!pTotal)
+                pTotal = Novo(item.servico);
             // Plain 64-bit additions of the raw values, wrapping as the raw arithmetic does.
-            total.descTotal.int64 =
-                static_cast<LONGLONG>(static_cast<unsigned long long>(total.descTotal.int64) +
+            pTotal->descTotal =
+                static_cast<LONGLONG>(static_cast<unsigned long long>(pTotal->descTotal) +
                                       static_cast<unsigned long long>(item.descTotal.int64));
-            total.quantidade.int64 =
-                static_cast<LONGLONG>(static_cast<unsigned long long>(total.quantidade.int64) +
+            pTotal->quantidade =
+                static_cast<LONGLONG>(static_cast<unsigned long long>(pTotal->quantidade) +
                                       static_cast<unsigned long long>(item.quantidade.int64));
         }
     }
-
-private:
-    // A service seen for the first time: its total goes at the end, at zero.
-    [[gnu::noinline]] REG_ITEM_APONTAMENTO& Novo(ULONG servico) {
-        bool bNovo;
-        m_indice.Obtem(servico, static_cast<int>(m_totais.GetSize()), bNovo);
-        const INT_PTR nPosicao = m_totais.Add({{}, {}, servico, 0});
-        return m_totais.GetData()[nPosicao];
+    // The totals, each at its service's position.
+    void Conclui(CArrayTotais& totais) const {
+        totais.SetSize(static_cast<INT_PTR>(m_porServico.Tamanho()));
+        REG_ITEM_APONTAMENTO* p = totais.GetData();
+        m_porServico.ParaCada([p](ULONG servico, const ACUMULADO_SERVICO& a) {
+            REG_ITEM_APONTAMENTO& total = p[a.posicao];
+            total.quantidade.int64 = a.quantidade;
+            total.descTotal.int64 = a.descTotal;
+            total.servico = servico;
+            total.reservado = 0;
+        });
     }
 
-    CArrayTotais& m_totais;
-    tq::detail::CMapaPorChave<int>& m_indice;
+private:
+    // A service seen for the first time: its total starts at zero, at the next position.
+    [[gnu::noinline]] ACUMULADO_SERVICO* Novo(ULONG servico) {
+        bool bNovo;
+        return &m_porServico.Obtem(servico, {0, 0, static_cast<int>(m_porServico.Tamanho())},
+                                   bNovo);
+    }
+
+    tq::detail::CMapaPorChave<ACUMULADO_SERVICO>& m_porServico;
 };
 
 HRESULT CCalculoApontamentos::GetQuantidadeApontamentos(ULONG contrato, CTQMa ma,
@@ -134,35 +144,43 @@ HRESULT CCalculoApontamentos::GetQuantidadeApontamentos(ULONG contrato, CTQMa ma
     if (FAILED(hr))
         return hr;
     // Each record's items are held to their block, totalled and freed while they are at hand.
-    CTotalizador totalizador(totais, m_indiceTotais);
+    CTotalizador totalizador(m_totaisPorServico);
     _REG_APONTAMENTO_PS* p = apontamentos.begin();
     for (ULONG i = 0; i < apontamentos.GetSize(); ++i) {
         tq::detail::AdiantaItens(p, apontamentos.GetSize(), i);
         if (!tq::CApontamentosRecebidos::ItensChegaram(p[i])) {
-            totais.RemoveAll();
+            m_totaisPorServico.Limpa();
             return tq::kDadosRuins;
         }
         totalizador.Adiciona(p[i]);
         apontamentos.LiberaItens(p[i]);
     }
+    totalizador.Conclui(totais);
     return S_OK;
 }
 
 void CCalculoApontamentos::TotalizaPorServico(const CArrayApontamentosPs& apontamentos,
                                               CArrayTotais& totais,
                                               tq::detail::CMapaPorChave<int>& indice) {
-    CTotalizador totalizador(totais, indice);
+    tq::detail::CMapaPorChave<ACUMULADO_SERVICO> porServico;
+    CTotalizador totalizador(porServico);
     const _REG_APONTAMENTO_PS* p = apontamentos.GetData();
     const ULONG n = static_cast<ULONG>(apontamentos.GetSize());
     for (ULONG i = 0; i < n; ++i) {
         tq::detail::AdiantaItens(p, n, i);
         totalizador.Adiciona(p[i]);
     }
+    totalizador.Conclui(totais);
+    indice.Limpa();
+    porServico.ParaCada([&indice](ULONG servico, const ACUMULADO_SERVICO& a) {
+        bool bNovo;
+        indice.Obtem(servico, a.posicao, bNovo);
+    });
 }
 
 int CCalculoApontamentos::ProcurarItemApontamento(ULONG servico, const CArrayTotais& totais) const {
-    const int* i = m_indiceTotais.Procura(servico);
-    return i && *i < totais.GetSize() ? *i : -1;
+    const ACUMULADO_SERVICO* a = m_totaisPorServico.Procura(servico);
+    return a && a->posicao < totais.GetSize() ? a->posicao : -1;
 }
 
 tagCY CCalculoApontamentos::Valor(tagCY precoUnitario, tagCY quantidade) {

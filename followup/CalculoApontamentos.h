@@ -78,6 +78,12 @@ protected:
 private:
     HRESULT InicializarServidores();
     HRESULT LeItens(ULONG contrato);
+    // A service's running total of the month, and its total's position among the totals.
+    struct ACUMULADO_SERVICO {
+        LONGLONG quantidade;
+        LONGLONG descTotal;
+        int posicao;
+    };
     class CTotalizador;
     HRESULT GetApontamentos(ULONG contrato, CTQMa ma, tq::CApontamentosRecebidos& apontamentos);
     HRESULT GetQuantidadeApontamentos(ULONG contrato, CTQMa ma, CArrayTotais& totais);
@@ -93,5 +99,6 @@ private:
     CArrayItensContrato m_itens;
     CGeArrayExGravaLog m_gravaLog;
     _REG_CONEXAO_PS m_login;
-    tq::detail::CMapaPorChave<int> m_indiceTotais; // service -> its total's position
+    // Service -> its running total and its total's position; kept from month to month.
+    tq::detail::CMapaPorChave<ACUMULADO_SERVICO> m_totaisPorServico;
 };

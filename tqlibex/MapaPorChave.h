@@ -55,6 +55,13 @@ public:
     // The table's slots: twice the entries at least.
     std::size_t Capacidade() const { return m_tabela.size(); }
     std::size_t Tamanho() const { return m_nUsadas; }
+    // f(chave, valor) for every entry, in no particular order.
+    template <class F>
+    void ParaCada(F f) const {
+        for (const Entrada& e : m_tabela)
+            if (e.bUsada)
+                f(e.chave, e.valor);
+    }
 
 private:
     static constexpr std::size_t kTamanhoInicial = 16;

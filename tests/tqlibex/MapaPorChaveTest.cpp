@@ -16,8 +16,9 @@ using tq::teste::Linha;
 
 // Month after month, the index answers as a reference map does: a code's value from its first
 // insertion, null for a code the month did not name (last month's among them), its size the
-// month's distinct codes. Its table keeps twice the entries at least, and is emptied to the size
-// the month just gone needed: never a large month's table after a small month.
+// month's distinct codes, every entry visited once. Its table keeps twice the entries at least, and
+// is emptied to the size the month just gone needed: never a large month's table after a small
+// month.
 TEST(MapaPorChave, MesesSeguidos) {
     for (const Linha& l : LeTabela("mapa-meses.tsv")) {
         SCOPED_TRACE(l.Origem());
@@ -51,6 +52,10 @@ TEST(MapaPorChave, MesesSeguidos) {
                 ASSERT_EQ(v, referencia[c]) << c;
             }
             EXPECT_EQ(mapa.Tamanho(), nCodigos);
+            std::unordered_map<ULONG, int> visitados;
+            mapa.ParaCada(
+                [&](ULONG c, int v) { EXPECT_TRUE(visitados.emplace(c, v).second) << c; });
+            EXPECT_EQ(visitados, referencia) << "every entry visited once, with its value";
             EXPECT_GE(mapa.Capacidade(), 2 * nCodigos);
             const auto& constante = mapa;
             for (ULONG c : codigos) {
