@@ -18,6 +18,9 @@ constexpr IID kIID_IMarshal = {0x00000003, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}}
 
 // ---- Records from the data set, every block from the task allocator -------------------------
 
+// A month whose records and items pass this many bytes is larger than the caches.
+constexpr std::size_t kMesGrande = 8 * 1024 * 1024;
+
 HRESULT PreencheClassificacoes(const std::vector<Classificacao>& origem,
                                _REG_CLASSIFICACAO_GE_PS*& p, ULONG& n) {
     n = 0;
@@ -313,33 +316,46 @@ public:
 private:
     // The records found (indices into the data set), each with its item array: each record
     // copied from the image the server keeps of it, its items from the server's own array of
-    // them into a block cut in series with the others (tq::CBlocosEmSerie).
+    // them into a block cut in series with the others (tq::CBlocosEmSerie). A month larger than
+    // the caches is written past them: the server does not read it again, and by the time the
+    // receiver does it would have left them anyway.
     HRESULT Devolve(const std::vector<std::size_t>& achados, const char* pszOperacao, ULONG* pn,
                     _REG_APONTAMENTO_PS** pp) {
         const bool bItensAMais =
             m_pEstado->Hostil(m_pszNome, pszOperacao, ETipoHostil::ItensMaiorQueOArray);
         const std::size_t n = achados.size();
+        std::size_t cbMes = n * sizeof(_REG_APONTAMENTO_PS);
+        for (std::size_t a : achados)
+            cbMes += m_pEstado->QtdItens(a) * sizeof(ItemApontamento);
+        const bool bParaLonge = cbMes > kMesGrande;
         auto* p =
             n ? static_cast<_REG_APONTAMENTO_PS*>(CoTaskMemAlloc(n * sizeof(_REG_APONTAMENTO_PS)))
               : nullptr;
         if (!p && n != 0)
             return E_OUTOFMEMORY;
-        CBlocosEmSerie blocos;
-        for (std::size_t i = 0; i < n; ++i) {
-            const std::size_t a = achados[i];
-            _REG_APONTAMENTO_PS& r = p[i];
-            r = m_pEstado->Imagem(a);
-            r.qtdItens += bItensAMais ? 1 : 0;
-            const std::size_t cb = m_pEstado->QtdItens(a) * sizeof(ItemApontamento);
-            if (cb == 0)
-                continue;
-            r.itens = static_cast<_REG_ITEM_APONTAMENTO_PS*>(blocos.Aloca(cb));
-            if (!r.itens) {
-                LiberaApontamentos(p, static_cast<ULONG>(i));
-                return E_OUTOFMEMORY;
+        {
+            CBlocosEmSerie blocos(bParaLonge);
+            for (std::size_t i = 0; i < n; ++i) {
+                const std::size_t a = achados[i];
+                _REG_APONTAMENTO_PS r = m_pEstado->Imagem(a);
+                r.qtdItens += bItensAMais ? 1 : 0;
+                const std::size_t cb = m_pEstado->QtdItens(a) * sizeof(ItemApontamento);
+                if (cb) {
+                    r.itens = static_cast<_REG_ITEM_APONTAMENTO_PS*>(
+                        blocos.Copia(m_pEstado->Itens(a), cb));
+                    if (!r.itens) {
+                        LiberaApontamentos(p, static_cast<ULONG>(i));
+                        return E_OUTOFMEMORY;
+                    }
+                }
+                if (bParaLonge)
+                    detail::CopiaParaLonge(&p[i], &r, sizeof r);
+                else
+                    p[i] = r;
             }
-            std::memcpy(r.itens, m_pEstado->Itens(a), cb);
         }
+        if (bParaLonge)
+            detail::TerminaCopiasParaLonge();
         *pn = static_cast<ULONG>(n);
         *pp = p;
         if (m_pEstado->Hostil(m_pszNome, pszOperacao, ETipoHostil::ContagemSemArray)) {

@@ -13,6 +13,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <deque>
 #include <map>
 #include <memory>
@@ -530,14 +531,31 @@ void CoTaskMemFree(LPVOID pv) {
 namespace tq {
 
 CBlocosEmSerie::~CBlocosEmSerie() {
+    if (m_bParaLonge)
+        detail::TerminaCopiasParaLonge();
     if (m_pGrupo)
         SoltaGrupo(static_cast<Grupo*>(m_pGrupo), kPosseDaSerie - m_nCortados);
 }
 
 void* CBlocosEmSerie::Aloca(std::size_t cb) {
+    return Corta(cb, nullptr);
+}
+
+void* CBlocosEmSerie::Copia(const void* pOrigem, std::size_t cb) {
+    return Corta(cb, pOrigem);
+}
+
+// A block, and with pOrigem its bytes. When the series writes past the caches, a block's header
+// and bytes go out one after the other, as the previous block's did, so that every line of the
+// group is written whole with streaming stores.
+void* CBlocosEmSerie::Corta(std::size_t cb, const void* pOrigem) {
     constexpr std::size_t kCabeca = sizeof(CabecaBlocoDeGrupo);
-    if (cb > kTamanhoDoGrupo - sizeof(Grupo) - kCabeca)
-        return CoTaskMemAlloc(cb);
+    if (cb > kTamanhoDoGrupo - sizeof(Grupo) - kCabeca) {
+        void* p = CoTaskMemAlloc(cb);
+        if (p && pOrigem)
+            std::memcpy(p, pOrigem, cb);
+        return p;
+    }
     const std::size_t cbComCabeca = kCabeca + Arredonda16(cb);
     if (cbComCabeca > m_cbLivre) {
         void* pMemoria = std::malloc(kTamanhoDoGrupo);
@@ -552,14 +570,21 @@ void* CBlocosEmSerie::Aloca(std::size_t cb) {
         Envenena(m_pLivre, m_cbLivre);
     }
     ++m_nCortados;
-    Desenvenena(m_pLivre, sizeof(CabecaBlocoDeGrupo));
-    auto* pCabeca =
-        new (m_pLivre) CabecaBlocoDeGrupo{static_cast<Grupo*>(m_pGrupo), {cb, kMarcaBlocoDeGrupo}};
-    Envenena(m_pLivre, sizeof(CabecaBlocoDeGrupo));
+    const CabecaBlocoDeGrupo cabeca{static_cast<Grupo*>(m_pGrupo), {cb, kMarcaBlocoDeGrupo}};
+    void* p = m_pLivre + kCabeca;
+    Desenvenena(m_pLivre, kCabeca);
+    Desenvenena(p, cb);
+    if (pOrigem && m_bParaLonge) {
+        detail::CopiaParaLonge(m_pLivre, &cabeca, kCabeca);
+        detail::CopiaParaLonge(p, pOrigem, cb);
+    } else {
+        new (m_pLivre) CabecaBlocoDeGrupo(cabeca);
+        if (pOrigem)
+            std::memcpy(p, pOrigem, cb);
+    }
+    Envenena(m_pLivre, kCabeca);
     m_pLivre += cbComCabeca;
     m_cbLivre -= cbComCabeca;
-    void* p = pCabeca + 1;
-    Desenvenena(p, cb);
     if (IEspiaAlocador* espia = EspiaInstalada())
         espia->Alocou(p, cb);
     return p;
