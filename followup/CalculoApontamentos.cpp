@@ -171,11 +171,13 @@ void CCalculoApontamentos::TotalizaPorServico(const CArrayApontamentosPs& aponta
         totalizador.Adiciona(p[i]);
     }
     totalizador.Conclui(totais);
+    // In the totals' order: in the table's own order the codes would come sorted by their slots,
+    // and each would go to the end of one growing run of the index's still small table.
     indice.Limpa();
-    porServico.ParaCada([&indice](ULONG servico, const ACUMULADO_SERVICO& a) {
+    for (INT_PTR i = 0; i < totais.GetSize(); ++i) {
         bool bNovo;
-        indice.Obtem(servico, a.posicao, bNovo);
-    });
+        indice.Obtem(totais.GetData()[i].servico, static_cast<int>(i), bNovo);
+    }
 }
 
 int CCalculoApontamentos::ProcurarItemApontamento(ULONG servico, const CArrayTotais& totais) const {
