@@ -1,7 +1,12 @@
 # Runs a program and checks its exit code and, optionally, a pattern in its output, a pattern that
-# must not be there, or its whole standard output against a file, byte for byte:
+# must not be there, its whole standard output against a file, byte for byte, or a pattern in a
+# file it writes (removed first, so that an old one does not pass):
 #   cmake -DPROGRAMA=... [-DEMULADOR=...] -DARGS="a;b" -DCODIGO=2 [-DPADRAO=regex]
-#         [-DAUSENTE=regex] [-DESPERADO=file] -P SaidaEsperada.cmake
+#         [-DAUSENTE=regex] [-DESPERADO=file] [-DARQUIVO=file -DPADRAO_ARQUIVO=regex]
+#         -P SaidaEsperada.cmake
+if(DEFINED ARQUIVO)
+    file(REMOVE ${ARQUIVO})
+endif()
 execute_process(COMMAND ${EMULADOR} ${PROGRAMA} ${ARGS}
     RESULT_VARIABLE codigo OUTPUT_VARIABLE saida ERROR_VARIABLE erros)
 if(NOT codigo EQUAL CODIGO)
@@ -17,5 +22,14 @@ if(DEFINED ESPERADO)
     file(READ ${ESPERADO} esperado)
     if(NOT saida STREQUAL esperado)
         message(FATAL_ERROR "output differs from ${ESPERADO}:\n${saida}")
+    endif()
+endif()
+if(DEFINED ARQUIVO)
+    if(NOT EXISTS ${ARQUIVO})
+        message(FATAL_ERROR "${ARQUIVO} was not written\n${saida}${erros}")
+    endif()
+    file(READ ${ARQUIVO} escrito)
+    if(NOT escrito MATCHES "${PADRAO_ARQUIVO}")
+        message(FATAL_ERROR "${ARQUIVO} does not match ${PADRAO_ARQUIVO}:\n${escrito}")
     endif()
 endif()

@@ -2,8 +2,9 @@
 # Installs everything the project needs on Debian 12 (as root; non-interactive; safe to repeat):
 # compilers for every preset, wine for the Windows tests, qemu-user for the 32-bit tests on
 # kernels that cannot run 32-bit programs, GoogleTest, Google Benchmark (and its
-# sources, for the Windows benchmark build), CLI11, nlohmann-json, clang-format, and clang with
-# libFuzzer and llvm-symbolizer for the fuzz targets.
+# sources, for the Windows benchmark build), CLI11, nlohmann-json, clang-format, clang with
+# libFuzzer and llvm-symbolizer for the fuzz targets, and Chromium with poppler's tools to print
+# tqcalc's statement the way a customer sees it (in Arial's metrics) and read the PDF back.
 set -euo pipefail
 
 packages=(
@@ -14,6 +15,7 @@ packages=(
     g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools
     wine wine64 libwine-dev
     qemu-user
+    chromium poppler-utils fonts-liberation
 )
 
 missing=()

@@ -8,6 +8,7 @@
 #   mingw32: the Windows x86 build (library and tools), built only: there is no 32-bit wine here;
 #   release: the library, tools and benchmark, optimised, and the soak run;
 #   fuzz: each libFuzzer target briefly over its committed corpus (clang, ASan + UBSan);
+#   the example's customer statement printed by headless Chromium and read back (scripts/extrato.sh);
 # then checks the formatting and builds a consumer against the installed package. The default
 # preset (the same tests without sanitizers) is the everyday build; nothing here needs it.
 # TQGE_SEM_32_BITS=1 takes the path of a kernel that cannot run 32-bit programs, and
@@ -109,6 +110,10 @@ passed=$((passed + 1))
 
 step "fuzz: every target over its corpus, 20 s each"
 bash scripts/fuzz.sh 20 | grep -E '^fuzz'
+passed=$((passed + 1))
+
+step "statement: the example's page printed by headless Chromium, read back"
+bash scripts/extrato.sh build/release/tools/tqcalc/tqcalc
 passed=$((passed + 1))
 
 step "installed package: consumer build"

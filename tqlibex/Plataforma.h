@@ -18,7 +18,7 @@ enum class EFluxo { Saida, Erro };
 bool EhTerminal(EFluxo fluxo);
 // Writes UTF-8 text to standard output or error. A Windows console gets it as UTF-16, so that
 // accents show whatever its code page; a pipe, a file and every POSIX stream get the bytes as
-// they are.
-void EscreveTexto(EFluxo fluxo, std::string_view utf8);
+// they are. False when the text could not all be written (a full disk, a closed pipe).
+bool EscreveTexto(EFluxo fluxo, std::string_view utf8);
 
 } // namespace tq

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <initializer_list>
 #include <limits>
@@ -61,14 +62,22 @@ public:
     }
     bool parse_error(std::size_t posicao, const std::string&,
                      const nlohmann::detail::exception& e) {
-        // nlohmann says where: "... at line 3, column 14: ...".
+        // nlohmann says where ("... at line 3, column 14: ...") and, for the usual mistakes,
+        // why.
         const std::string texto = e.what();
         const std::size_t linha = texto.find("line "), fim = texto.find(':', linha);
+        std::string porque;
+        if (texto.find("UTF-8") != std::string::npos)
+            porque = ": o arquivo não está em UTF-8";
+        else if (texto.find("control character") != std::string::npos)
+            porque = ": um caractere de controle cru dentro de um texto (escreva \\t, \\n...)";
+        else if (texto.find("end of input") != std::string::npos)
+            porque = ": o arquivo acaba no meio";
         throw CErroCenario("não é JSON válido (" +
                            (linha != std::string::npos && fim != std::string::npos
                                 ? Traduz(texto.substr(linha, fim - linha))
                                 : "byte " + std::to_string(posicao)) +
-                           ")");
+                           ")" + porque);
     }
 
 private:
@@ -91,9 +100,10 @@ private:
             if (ponto < 0x20 || ponto == 0x7F || (c == 0xC2 && ponto >= 0x80 && ponto <= 0x9F)) {
                 char u[16];
                 std::snprintf(u, sizeof u, "U+%04X", ponto);
-                throw CErroCenario((caminho.empty() ? std::string("(raiz)") : caminho) + ": " +
-                                   pszOQue + " tem um caractere de controle (" + u +
-                                   "), que cortaria o campo do servidor");
+                throw CErroCenario(
+                    (caminho.empty() ? std::string("(raiz)") : caminho) + ": " + pszOQue +
+                    " tem um caractere de controle (" + u + ")" +
+                    (ponto == 0 ? ", que cortaria o texto ali" : ", que um cenário não aceita"));
             }
         }
     }
@@ -120,6 +130,11 @@ private:
     }
     bool Abre(json&& vazio) {
         const std::string caminho = Aqui();
+        // A scenario nests six levels; a file nesting without end is not one (and its paths
+        // would cost memory in the square of its depth).
+        if (m_pilha.size() >= kProfundidadeMaxima)
+            throw CErroCenario(caminho + ": o JSON aninha mais de " +
+                               std::to_string(kProfundidadeMaxima) + " níveis");
         json* p;
         if (m_pilha.empty()) {
             raiz = std::move(vazio);
@@ -140,6 +155,7 @@ private:
         m_caminhos.pop_back();
         return true;
     }
+    static constexpr std::size_t kProfundidadeMaxima = 32;
     std::vector<json*> m_pilha;
     std::vector<std::string> m_caminhos; // of each open object or array
     std::string m_chave;                 // the path of the last key read
@@ -236,8 +252,9 @@ public:
                 CGeCurrencyEx::TextoDecimal(std::numeric_limits<LONGLONG>::max(), nDecimais).str() +
                 ")");
     }
-    // A text, in the servers' 8-bit character set.
-    std::string Texto(const char* chave) const {
+    // A text, in the servers' 8-bit character set, at most nMaximo characters (the server's
+    // fixed field; 0: no limit).
+    std::string Texto(const char* chave, std::size_t nMaximo = 0) const {
         if (!Tem(chave))
             return std::string();
         const CNo no = Filho(chave);
@@ -247,6 +264,9 @@ public:
         if (!DeUtf8(no.m_j.get<std::string>(), texto))
             no.Erro("o texto tem um caractere que os servidores não guardam (fora do "
                     "Windows-1252)");
+        if (nMaximo && texto.size() > nMaximo)
+            no.Erro("o texto tem " + std::to_string(texto.size()) +
+                    " caracteres, e o campo do servidor guarda " + std::to_string(nMaximo));
         return texto;
     }
     WORD Mes(const char* chave) const {
@@ -270,10 +290,18 @@ public:
             if (no.m_j.is_string() || no.m_j.is_binary())
                 texto = no.m_j.is_string() ? no.m_j.get<std::string>() : no.TextoDoNumero();
         }
+        // Hexadecimal after "0x", or signed decimal: nothing else (no octal, no spaces).
+        const bool bHex =
+            texto.size() > 2 && texto[0] == '0' && (texto[1] == 'x' || texto[1] == 'X');
+        const std::string digitos = bHex ? texto.substr(2) : texto;
+        const std::size_t inicio = !bHex && !digitos.empty() && digitos[0] == '-' ? 1 : 0;
         char* fim = nullptr;
         errno = 0;
-        const long long v = std::strtoll(texto.c_str(), &fim, 0);
-        if (texto.empty() || *fim || errno == ERANGE || v < INT32_MIN || v > UINT32_MAX)
+        const long long v = std::strtoll(digitos.c_str(), &fim, bHex ? 16 : 10);
+        if (digitos.size() <= inicio ||
+            digitos.find_first_not_of(bHex ? "0123456789abcdefABCDEF" : "0123456789", inicio) !=
+                std::string::npos ||
+            *fim || errno == ERANGE || v < INT32_MIN || v > UINT32_MAX)
             ErroEm(chave, "esperado um HRESULT como \"0x80004005\"");
         return static_cast<HRESULT>(static_cast<unsigned>(v));
     }
@@ -301,9 +329,15 @@ std::vector<Classificacao> LeClassificacoes(const CNo& pai) {
 }
 
 Contrato LeContrato(const CNo& no) {
-    no.Objeto({"codigo", "ponteiro", "itens", "faixas"});
+    no.Objeto({"codigo", "ponteiro", "cliente", "itens", "faixas"});
     Contrato c;
-    c.codigo = no.Texto("codigo");
+    c.codigo = no.Texto("codigo", sizeof(_REG_CONTRATO_PS::codigo) - 1);
+    if (no.Tem("cliente")) {
+        const CNo cliente = no.Filho("cliente");
+        cliente.Objeto({"nome", "documento"});
+        c.clienteNome = cliente.Texto("nome");
+        c.clienteDocumento = cliente.Texto("documento");
+    }
     c.ponteiro = no.Tem("ponteiro") ? no.Inteiro<ULONG>("ponteiro") : PonteiroDoCodigo(c.codigo);
     for (const CNo& i : no.Lista("itens")) {
         i.Objeto(
@@ -326,12 +360,13 @@ Apontamento LeApontamento(const CNo& no) {
     a.ma = no.Mes("mes");
     a.ponteiro = no.Inteiro<ULONG>("ponteiro");
     a.pontContr = no.Inteiro<ULONG>("contrato");
-    a.codigo = no.Texto("codigo");
+    // A code as long as the field fills it with no terminator, as a real server may send it.
+    a.codigo = no.Texto("codigo", sizeof(_REG_APONTAMENTO_PS::apontamento));
     a.listarNF = no.Inteiro<BYTE>("listarNF");
     a.motorista = no.Inteiro<ULONG>("motorista");
     a.placa = no.Inteiro<ULONG>("placa");
     a.municipio = no.Inteiro<ULONG>("municipio");
-    a.residuos = no.Texto("residuos");
+    a.residuos = no.Texto("residuos", sizeof(_REG_APONTAMENTO_PS::residuos));
     for (const CNo& i : no.Lista("itens")) {
         i.Objeto({"servico", "quantidade", "descTotal", "executor", "data", "horaInicial",
                   "horaFinal", "pesoEntrada", "pesoSaida"});
@@ -347,6 +382,9 @@ Apontamento LeApontamento(const CNo& no) {
         item.pesoSaida.int64 = i.Quantia("pesoSaida", 4);
         a.itens.push_back(item);
     }
+    // A record of no contract would be filtered out without a word.
+    if (!no.Tem("contrato"))
+        no.ErroEm("contrato", "falta o número interno do contrato do apontamento");
     return a;
 }
 
@@ -438,8 +476,10 @@ CDadosAmostra LeCenario(const std::string& texto) {
     std::set<ULONG> codigos;
     for (const CNo& f : raiz.Lista("faixas")) {
         f.Objeto({"codigo", "servico", "descricao", "bandas"});
-        Faixa faixa{
-            f.Inteiro<ULONG>("codigo"), f.Inteiro<ULONG>("servico"), f.Texto("descricao"), {}};
+        Faixa faixa{f.Inteiro<ULONG>("codigo"),
+                    f.Inteiro<ULONG>("servico"),
+                    f.Texto("descricao", sizeof(REG_FAIXA_PS::descricao) - 1),
+                    {}};
         // The server serves the first definition of a code; a second one would be silently
         // ignored by the calculation and shown by anyone reading the file.
         if (!codigos.insert(faixa.codigo).second)
@@ -469,6 +509,18 @@ CDadosAmostra LeCenario(const std::string& texto) {
             f.ErroEm("chamada",
                      "as chamadas contam a partir de 1, não " + std::to_string(falha.chamada));
         falha.hr = f.Hr("hr");
+        // A success code only means something to KeepAlive (it answers FALSE); elsewhere the
+        // call would go on as if nothing were scripted.
+        if (SUCCEEDED(falha.hr) && falha.operacao != "KeepAlive")
+            f.ErroEm("hr", "um código de sucesso não é uma falha (só KeepAlive o usa: responde "
+                           "FALSE)");
+        for (std::size_t i = 0; i < dados.falhas.size(); ++i)
+            if (dados.falhas[i].servidor == falha.servidor &&
+                dados.falhas[i].operacao == falha.operacao &&
+                dados.falhas[i].chamada == falha.chamada)
+                f.ErroEm("chamada", "a chamada " + std::to_string(falha.chamada) + " de " +
+                                        falha.servidor + "::" + falha.operacao +
+                                        " já tem uma falha (falhas[" + std::to_string(i) + "])");
         dados.falhas.push_back(falha);
     }
     for (const CNo& h : raiz.Lista("hostis")) {
@@ -493,6 +545,9 @@ CDadosAmostra LeCenario(const std::string& texto) {
 }
 
 CDadosAmostra LeArquivoCenario(const std::string& caminho) {
+    std::error_code erro;
+    if (std::filesystem::is_directory(caminho, erro))
+        throw CErroCenario(caminho + ": é uma pasta, não um arquivo de cenário");
     std::ifstream in(caminho, std::ios::binary);
     if (!in)
         throw CErroCenario(caminho + ": não foi possível ler o arquivo");

@@ -3,6 +3,7 @@
 //
 // {
 //   "contrato": { "codigo": "12345", "ponteiro": 1234,
+//                 "cliente": { "nome": "...", "documento": "..." },
 //                 "itens": [ { "servico": 10, "precoUnitario": "2.5", "precoExcedente": "3.1",
 //                              "franquia": "10", "texto": "Coleta",
 //                              "classificacoes": [ { "codigo": 1, "percentual": "100",
@@ -26,7 +27,8 @@
 // Amounts are decimal strings, or JSON numbers read through their text (never through a
 // double): contract item prices up to 8 decimals, every other amount up to 4. Texts are UTF-8 in
 // the file and Windows-1252 in the data set, as the servers keep them. Optional fields are 0 or
-// empty; the contract's internal number is atol(codigo) / 10 unless "ponteiro" gives it. A
+// empty; the contract's internal number is atol(codigo) / 10 unless "ponteiro" gives it; the
+// optional "cliente" names the customer on tqcalc's statement (no server carries it). A
 // mistake throws CErroCenario, whose text (Portuguese, UTF-8) names the JSON path with its indices:
 // "apontamentos[3].itens[0].quantidade: ...". Mistakes: an unknown key or one given twice, a
 // wrong type, a malformed amount, too many decimals, an amount out of range, a text with a
@@ -53,7 +55,8 @@ CDadosAmostra LeCenario(const std::string& texto);
 CDadosAmostra LeArquivoCenario(const std::string& caminho);
 
 // The data set as a scenario file (the contract is the first one), amounts with all their
-// decimals, texts in UTF-8: what LeCenario reads back to the same data set.
+// decimals, texts in UTF-8: what LeCenario reads back to the same data set, but for the customer,
+// which the servers never have (a month recorded from them carries none).
 std::string EscreveCenario(const CDadosAmostra& dados);
 
 // The contract's internal number from its code: atol(codigo) / 10, unsigned.

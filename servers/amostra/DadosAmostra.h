@@ -38,6 +38,8 @@ struct Contrato {
     ULONG ponteiro = 0;
     std::vector<ItemContrato> itens;
     std::vector<FaixaContrato> faixas;
+    // The customer, as a scenario names them for tqcalc's statement: no server carries them.
+    std::string clienteNome, clienteDocumento;
 };
 
 struct Banda {

@@ -3,10 +3,12 @@
 #include "calculos/AmbienteCom.h"
 #include "servers/amostra/CenarioAmostra.h"
 #include "servers/amostra/ServidorAmostra.h"
+#include "support/AmbienteRelogio.h"
 #include "support/Tabela.h"
 #include "tools/tqcalc/Simulacao.h"
 
 #include <fstream>
+#include <sstream>
 
 using Gravacao = tq::teste::AmbienteCom;
 
@@ -91,4 +93,42 @@ TEST_F(Gravacao, RespostaHostilRecusadaSemPerderNada) {
         }
         EXPECT_EQ(espia.Vivos(), 0u) << l.Origem();
     }
+}
+
+// The customer's statement of each scenario, its customer as tqcalc passes it on: the texts it must
+// hold (the month as billed, or plainly no invoice and why) and those it must not (a total without
+// an invoice, a scenario's text read as markup). The date comes from the library's shifted clock.
+TEST_F(Gravacao, ExtratoDeCadaCenario) {
+    tq::CRelogioAjustavel relogio(tq::Momento(15, 3, 2024, 10, 30), 180);
+    tq::CEscopoRelogio escopoRelogio(relogio);
+    registro.DefineTexto(tq::ERaizRegistro::LocalMachine, tq::teste::kChaveAmbiente, "TQ_DATETIME",
+                         "1;02/04/2024;09:00:00:0000;15/03/2024;10:00:00:0000");
+    tq::detail::EsqueceConfiguracaoDoRelogio();
+    const auto linhas = [](const std::string& celula) {
+        std::vector<std::string> v;
+        std::istringstream in(celula);
+        for (std::string t; std::getline(in, t);)
+            v.push_back(t);
+        return v;
+    };
+    for (const tq::teste::Linha& l : tq::teste::LeTabela("extratos.tsv")) {
+        const tq::amostra::CDadosAmostra dados =
+            tq::amostra::LeArquivoCenario(tq::teste::CaminhoDosDados(l.Texto("cenario")));
+        const tq::amostra::Contrato& c = dados.contratos.at(0);
+        std::string pagina;
+        {
+            tq::amostra::CServidorAmostra servidor(dados);
+            ASSERT_EQ(servidor.Registra(), S_OK) << l.Origem();
+            tq::calc::CResultado r;
+            r.cliente = {tq::ParaUtf8(c.clienteNome), tq::ParaUtf8(c.clienteDocumento)};
+            const tq::calc::CEscopoEscuta escuta;
+            tq::calc::Calcula(tq::ParaUtf8(c.codigo), c.ponteiro, CTQMa(3, 2024), r);
+            pagina = tq::calc::ParaExtrato(r);
+        }
+        for (const std::string& t : linhas(l.Texto("presentes")))
+            EXPECT_NE(pagina.find(t), std::string::npos) << l.Origem() << ": missing " << t;
+        for (const std::string& t : linhas(l.Texto("ausentes")))
+            EXPECT_EQ(pagina.find(t), std::string::npos) << l.Origem() << ": holds " << t;
+    }
+    tq::detail::EsqueceConfiguracaoDoRelogio();
 }

@@ -1,5 +1,5 @@
-// tqcalc's faces: the same result for a person (text), for scripts (JSON). They show what the
-// core computed and read; they compute nothing of their own.
+// tqcalc's faces: the same result for a person (text), for scripts (JSON), for the customer (the
+// HTML statement). They show what the core computed and read; they compute nothing of their own.
 #pragma once
 
 #include "tools/tqcalc/Nucleo.h"
@@ -18,6 +18,14 @@ nlohmann::ordered_json ItensFaixa(const CArrayItensFaixa& itens);
 
 // Every line with the reason it is there, what was not reached and why, and the invoice.
 std::string ParaTexto(const CResultado& r);
+
+// The customer's statement: one self-contained HTML page (UTF-8, for the screen and for A4
+// paper) with the month as billed, or, without an invoice, plainly not one and why.
+std::string ParaExtrato(const CResultado& r);
+
+// The call that stopped a step, in a sentence: "ITQGE_Faixa::LeFaixa respondeu 0x... NOME"
+// (pszPasso names the step when no call of it failed).
+std::string TextoDaFalha(const CPasso& p, const char* pszPasso);
 
 // One warning as a sentence: the calculation, the service, the step and its exact value.
 std::string TextoDoAviso(const CAviso& a);

@@ -2,7 +2,9 @@
 
 #include "tools/tqcalc/Formato.h"
 
+#include <algorithm>
 #include <memory>
+#include <vector>
 
 namespace tq::calc {
 
@@ -47,8 +49,18 @@ std::string MensagemDaLinhaDeComando(const CLI::ParseError& e) {
     const std::string antes = texto.substr(0, doisPontos);
     const std::string depois =
         doisPontos == std::string::npos ? texto : texto.substr(doisPontos + 2);
-    if (dynamic_cast<const CLI::ExtrasError*>(&e))
-        return "argumento inesperado: " + depois;
+    if (dynamic_cast<const CLI::ExtrasError*>(&e)) {
+        // CLI11 lists them last first.
+        std::vector<std::string> extras;
+        for (std::size_t i = 0, fim; i <= depois.size(); i = fim + 1) {
+            fim = std::min(depois.find(' ', i), depois.size());
+            extras.insert(extras.begin(), depois.substr(i, fim - i));
+        }
+        std::string lista;
+        for (const std::string& a : extras)
+            lista += (lista.empty() ? "" : " ") + a;
+        return (extras.size() > 1 ? "argumentos inesperados: " : "argumento inesperado: ") + lista;
+    }
     if (dynamic_cast<const CLI::ArgumentMismatch*>(&e)) {
         if (texto.find("At Most") != std::string::npos)
             return "a opção " + antes + " foi dada mais de uma vez";
@@ -57,9 +69,22 @@ std::string MensagemDaLinhaDeComando(const CLI::ParseError& e) {
         if (doisPontos != std::string::npos)
             return "a opção " + antes + " precisa de um valor";
     }
-    if (dynamic_cast<const CLI::ConversionError*>(&e))
-        return "valor inválido: " + texto;
+    // "Could not convert: --json = abc": a flag given a value.
+    const std::size_t igual = texto.find(" = ");
+    if (dynamic_cast<const CLI::ConversionError*>(&e) && doisPontos != std::string::npos &&
+        igual != std::string::npos)
+        return "a opção " + texto.substr(doisPontos + 2, igual - doisPontos - 2) +
+               " não aceita o valor \"" + texto.substr(igual + 3) + "\"";
     return "linha de comando inválida (" + texto + ")";
+}
+
+std::string OpcaoQueEngoliuOutra(const CLI::App& app) {
+    for (const CLI::Option* opt : app.get_options())
+        for (const std::string& valor : opt->results())
+            if (opt->get_expected_min() > 0 && valor.rfind("--", 0) == 0)
+                return "a opção " + opt->get_name() + " precisa de um valor (e recebeu a opção \"" +
+                       valor + "\")";
+    return {};
 }
 
 } // namespace tq::calc

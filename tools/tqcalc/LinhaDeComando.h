@@ -12,5 +12,8 @@ namespace tq::calc {
 void EmPortugues(CLI::App& app);
 // A parse error of CLI11 as a sentence in Portuguese.
 std::string MensagemDaLinhaDeComando(const CLI::ParseError& e);
+// CLI11 takes the word after an option as its value even when it is the next option
+// ("--contrato --mes 03/2024"): the mistake, in a sentence, or empty when there is none.
+std::string OpcaoQueEngoliuOutra(const CLI::App& app);
 
 } // namespace tq::calc

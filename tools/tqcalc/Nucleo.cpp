@@ -1,6 +1,7 @@
 #include "tools/tqcalc/Nucleo.h"
 
 #include "foundation/GeCurrencyEx.h"
+#include "foundation/GeManipulaDatas.h"
 #include "tools/tqcalc/Formato.h"
 
 #include <map>
@@ -115,9 +116,12 @@ public:
     }
 
     // price (8 decimals) x quantity (4), as the time calculation prices a line: in cents.
+    // The product goes to four decimals first (a conversion that fails gives 0), then to
+    // cents: both must fit.
     void ValorDaLinha(ULONG servico, LONGLONG preco, LONGLONG quantidade, const char* pszOQue) {
-        Cabe(CAviso::Apontamentos, servico, pszOQue,
-             CentavosDe(CExato(preco) * CExato(quantidade), 12));
+        const CExato produto = CExato(preco) * CExato(quantidade); // 12 decimals
+        Cabe(CAviso::Apontamentos, servico, pszOQue, produto.Divide(CExato::Potencia10(8))) &&
+            Cabe(CAviso::Apontamentos, servico, pszOQue, CentavosDe(produto, 12));
     }
 
     void Apontamentos() {
@@ -244,9 +248,13 @@ public:
         for (const CItemCalculoFaixaMedicao& i : r.itens)
             r.valoresItens.push_back(
                 CentavosDe(CExato(i.Valor.int64) * CExato(i.Quantidade.int64), 8));
+        for (INT_PTR n = 0; n < r.itens.GetSize() && r.itens[n].Servico == 0; ++n)
+            r.foraDaNota = r.foraDaNota + r.valoresItens[static_cast<std::size_t>(n)];
         CExato faixas;
+        std::set<ULONG> faturados;
         for (const CItemCalculoFaixaMedicao& s : r.servicos) {
             CServicoFaturado f;
+            f.bRepetido = !faturados.insert(s.Servico).second;
             f.valor = CentavosDe(CExato(s.Valor.int64) * CExato(s.Quantidade.int64), 8);
             Cabe(CAviso::Nota, s.Servico, "o valor do serviço faturado (quantidade × preço médio)",
                  f.valor);
@@ -275,6 +283,9 @@ public:
             r.notaBruto = bruto.Valor();
             r.notaDesconto = desconto.Valor();
             r.notaTotal = total.Valor();
+            tagCY cy;
+            cy.int64 = r.notaTotal;
+            r.notaPorExtenso = ParaUtf8(CGeCurrencyEx(cy).GetExtenso().str());
         }
     }
 
@@ -327,6 +338,19 @@ void ExplicaApontamentos(CResultado& r) {
         }
         r.motivos.push_back(m);
     }
+    // The lines each decision gave, in the calculation's order.
+    for (std::size_t n = 0; n < r.motivos.size(); ++n) {
+        const CMotivoItem::EMotivo motivo = r.motivos[n].motivo;
+        if (motivo == CMotivoItem::SemFranquia)
+            r.papeis.push_back({CPapelDaLinha::Simples, n});
+        if (motivo == CMotivoItem::ComExcedente || motivo == CMotivoItem::SemExcedente)
+            r.papeis.push_back({CPapelDaLinha::Franquia, n});
+        if (motivo == CMotivoItem::ComExcedente)
+            r.papeis.push_back({CPapelDaLinha::Excedente, n});
+    }
+    // Lines the decisions do not account for would be explained wrongly: none is, then.
+    if (r.papeis.size() != static_cast<std::size_t>(r.linhas.GetSize()))
+        r.papeis.clear();
     std::set<ULONG> medidos;
     for (const Faixa& f : r.calculoFaixas.conversa.faixas)
         medidos.insert(f.servico);
@@ -355,9 +379,13 @@ void ExplicaFaixas(CResultado& r) {
             banda.inferior = b.inferior;
             banda.superior = b.superior;
             banda.preco = b.preco;
-            if (b.superior != 0)
+            if (b.superior != 0) {
                 banda.capacidade =
                     CCalculoFaixaMedicao::CapacidadeDaBanda(b.inferior, b.superior).int64;
+                banda.bVolta = banda.capacidade != (static_cast<LONGLONG>(b.superior) -
+                                                    static_cast<LONGLONG>(b.inferior) + 1) *
+                                                       10000;
+            }
             if (resto.int64 == 0) {
                 banda.estado = CBandaDistribuida::NaoAlcancada;
             } else if (b.superior == 0) {
@@ -373,6 +401,7 @@ void ExplicaFaixas(CResultado& r) {
                 capacidade.int64 = banda.capacidade;
                 resto = (CGeCurrencyEx(resto) - capacidade).GetAsCurrency();
             }
+            banda.valor = CentavosDe(CExato(banda.preco) * CExato(banda.quantidade), 8);
             d.bandas.push_back(banda);
         }
         d.sobra = resto.int64;
@@ -386,6 +415,7 @@ void Calcula(const std::string& codigoContrato, ULONG pontContr, CTQMa mes, CRes
     r.codigoContrato = codigoContrato;
     r.pontContr = pontContr;
     r.mes = mes;
+    r.data = CGeManipulaDatas::PegaDataAtual();
     if (r.bApontamentos)
         CalculaApontamentos(r);
     if (r.bFaixas)

@@ -6,6 +6,7 @@
 
 #include "contracts/CalculoFaixaMedicao.h"
 #include "followup/CalculoApontamentos.h"
+#include "foundation/TQDma.h"
 #include "tools/tqcalc/Conversa.h"
 #include "tools/tqcalc/Exato.h"
 
@@ -32,8 +33,9 @@ struct CAviso {
 
 // A condensed service line of the ranges calculation as the invoice takes it.
 struct CServicoFaturado {
-    CExato valor;      // quantity x weighted price, in cents (four-decimal raw, exact)
-    CExato somaBandas; // the same service's band lines, each quantity x price, in cents
+    CExato valor;           // quantity x weighted price, in cents (four-decimal raw, exact)
+    CExato somaBandas;      // the same service's band lines, each quantity x price, in cents
+    bool bRepetido = false; // an earlier condensed line has the service: each bills all of it
 };
 
 // Why a contract item gave the lines it gave, or none, as the time calculation decided.
@@ -53,6 +55,13 @@ struct CMotivoItem {
     LONGLONG excedente = 0; // as the calculation subtracted it
 };
 
+// What a time line is, in the order the calculation adds them: each item it prices gives one line
+// at the unit price, or its franchise line followed, when more was recorded, by its "Excedente".
+struct CPapelDaLinha {
+    enum EPapel { Simples, Franquia, Excedente } papel = Simples;
+    std::size_t motivo = 0; // the item's entry in CResultado::motivos
+};
+
 // A recorded service no contract item prices.
 struct CServicoSemItem {
     ULONG servico = 0;
@@ -64,6 +73,7 @@ struct CServicoSemItem {
 struct CBandaDistribuida {
     LONG inferior = 0, superior = 0; // superior 0: an open band
     LONGLONG capacidade = 0;         // its width as the calculation takes it (32-bit, wrapping)
+    bool bVolta = false;             // that width wrapped: it is not superior - inferior + 1
     LONGLONG preco = 0;
     enum EEstado {
         Cheia,       // took its whole capacity
@@ -72,6 +82,7 @@ struct CBandaDistribuida {
         NaoAlcancada // nothing was left for it
     } estado = NaoAlcancada;
     LONGLONG quantidade = 0; // what it took
+    CExato valor;            // quantity x price, in cents, as its band line is valued
 };
 
 // One range's month: the total poured into its bands, in the order the server sent them.
@@ -81,6 +92,11 @@ struct CFaixaDistribuida {
     LONGLONG medido = 0;   // the month's total, through the money type's addition
     std::vector<CBandaDistribuida> bandas;
     LONGLONG sobra = 0; // left after the last band of a ladder with no open band: not billed
+};
+
+// The customer, as the caller knows them (a scenario may name them; the servers do not): UTF-8.
+struct CCliente {
+    std::string nome, documento;
 };
 
 struct CResultado {
@@ -93,6 +109,8 @@ struct CResultado {
     ULONG pontContr = 0;
     CTQMa mes;
     bool bApontamentos = true, bFaixas = true;
+    CCliente cliente; // the caller's, untouched by Calcula
+    CTQDma data;      // the day of the calculation, from the library's (shiftable) clock
 
     // The time calculation: Inicializa, FazCalculoApontamentos, GetValorApontamentos and
     // GetCodigosApontamentos, each run only when the one before succeeded.
@@ -109,15 +127,18 @@ struct CResultado {
     std::vector<CExato> valoresItens;        // each band line's quantity x price, in cents
     std::vector<CServicoFaturado> faturados; // index-aligned with `servicos`
     bool bCondensacaoRecusada = false;       // more condensed lines than the contract's ranges
+    CExato foraDaNota; // band lines of service 0 before any other: they open no condensed line
 
     // The invoice, when both calculations ran and succeeded: the time lines' values plus each
     // condensed line's quantity x weighted price in cents, less the discounts in cents.
     bool bNota = false;
     LONGLONG notaApontamentos = 0, notaFaixas = 0, notaBruto = 0, notaDesconto = 0, notaTotal = 0;
+    std::string notaPorExtenso; // the total in words (UTF-8), as the invoice carries it
 
     // Why: each item's decision when the time calculation succeeded, the services it did not
     // price, and each range read, poured.
     std::vector<CMotivoItem> motivos;
+    std::vector<CPapelDaLinha> papeis; // index-aligned with `linhas`
     std::vector<CServicoSemItem> semItem;
     std::vector<CFaixaDistribuida> distribuicao;
 

@@ -28,8 +28,9 @@ std::string Texto8(const std::string& texto1252) {
     return ParaUtf8(texto1252);
 }
 
-// The call that stopped a step, in a sentence: "ITQGE_Faixa::LeFaixa respondeu 0x... NOME".
-std::string Falha(const CPasso& p, const char* pszPasso) {
+} // namespace
+
+std::string TextoDaFalha(const CPasso& p, const char* pszPasso) {
     const CChamada* c = p.conversa.Falha();
     if (c && c->bRecusada)
         return "a resposta de " + c->Nome() +
@@ -41,6 +42,8 @@ std::string Falha(const CPasso& p, const char* pszPasso) {
         return c->Nome() + " respondeu " + NomeDoStatus(c->hr);
     return std::string(pszPasso) + " respondeu " + NomeDoStatus(p.hr);
 }
+
+namespace {
 
 // ---- The time calculation ---------------------------------------------------------------------
 
@@ -94,13 +97,15 @@ void TextoApontamentos(std::ostringstream& out, const CResultado& r) {
         // The line's value shared out over the item's classifications.
         for (ULONG i = 0; i < l.itemContrato.qtdClassificacoes; ++i) {
             const _REG_CLASSIFICACAO_GE_PS& c = l.itemContrato.classificacoes[i];
-            out << "           classificação " << c.codigo << " "
-                << Texto8(c.descricao ? c.descricao : "") << ": " << Reais(c.valor.int64) << "\n";
+            out << "           classificação " << c.codigo;
+            if (c.descricao && *c.descricao)
+                out << " " << Texto8(c.descricao);
+            out << ": " << Reais(c.valor.int64) << "\n";
         }
     }
     out << "Por quê:\n";
     if (FAILED(r.inicio.hr)) {
-        out << "  o cálculo não começou: " << Falha(r.inicio, "Inicializa") << "\n";
+        out << "  o cálculo não começou: " << TextoDaFalha(r.inicio, "Inicializa") << "\n";
     } else if (FAILED(r.calculo.hr)) {
         const CConversa& c = r.calculo.conversa;
         out << "  itens do contrato: "
@@ -109,8 +114,8 @@ void TextoApontamentos(std::ostringstream& out, const CResultado& r) {
             << (c.bApontamentosLidos ? "lidos, " + std::to_string(c.apontamentos.size())
                                      : "não lidos")
             << "\n";
-        out << "  nenhuma linha foi calculada: " << Falha(r.calculo, "FazCalculoApontamentos")
-            << "\n";
+        out << "  nenhuma linha foi calculada: "
+            << TextoDaFalha(r.calculo, "FazCalculoApontamentos") << "\n";
     } else {
         ExplicaItens(out, r);
     }
@@ -118,14 +123,14 @@ void TextoApontamentos(std::ostringstream& out, const CResultado& r) {
     if (!r.total.bAlcancado)
         out << "não calculado (o cálculo parou antes)\n";
     else if (FAILED(r.total.hr))
-        out << "não obtido: " << Falha(r.total, "GetValorApontamentos") << "\n";
+        out << "não obtido: " << TextoDaFalha(r.total, "GetValorApontamentos") << "\n";
     else
         out << "valor " << Reais(r.valor.int64) << ", desconto " << Moeda(r.desconto.int64) << "\n";
     out << "Apontamentos listados na nota: ";
     if (!r.codigosNota.bAlcancado)
         out << "não lidos (o cálculo parou antes)\n";
     else if (FAILED(r.codigosNota.hr))
-        out << "não lidos: " << Falha(r.codigosNota, "GetCodigosApontamentos") << "\n";
+        out << "não lidos: " << TextoDaFalha(r.codigosNota, "GetCodigosApontamentos") << "\n";
     else
         out << (r.codigos.IsEmpty() ? std::string("nenhum") : Texto8(r.codigos.str())) << "\n";
 }
@@ -141,7 +146,7 @@ void ExplicaFaixa(std::ostringstream& out, const CFaixaDistribuida& f) {
     for (const CBandaDistribuida& b : f.bandas) {
         switch (b.estado) {
             case CBandaDistribuida::NaoAlcancada:
-                out << "    nada mais a distribuir\n";
+                out << (f.medido == 0 ? "    nada a distribuir\n" : "    nada mais a distribuir\n");
                 return;
             case CBandaDistribuida::Aberta:
                 out << "    banda " << b.inferior << " em diante (aberta): leva o resto, "
@@ -150,7 +155,8 @@ void ExplicaFaixa(std::ostringstream& out, const CFaixaDistribuida& f) {
             case CBandaDistribuida::Resto:
             case CBandaDistribuida::Cheia:
                 out << "    banda " << b.inferior << " a " << b.superior << ", largura "
-                    << Moeda(b.capacidade) << ": "
+                    << Moeda(b.capacidade)
+                    << (b.bVolta ? " (a conta da largura, em 32 bits, deu a volta)" : "") << ": "
                     << (b.estado == CBandaDistribuida::Cheia
                             ? "cheia"
                             : "cabe o resto, " + Moeda(b.quantidade))
@@ -164,14 +170,14 @@ void ExplicaFaixa(std::ostringstream& out, const CFaixaDistribuida& f) {
 
 void ExplicaFaixas(std::ostringstream& out, const CResultado& r) {
     if (FAILED(r.leContrato.hr)) {
-        out << "  o contrato não foi lido: " << Falha(r.leContrato, "LeContrato")
+        out << "  o contrato não foi lido: " << TextoDaFalha(r.leContrato, "LeContrato")
             << "; nenhuma faixa foi calculada\n";
         return;
     }
     const CConversa& c = r.calculoFaixas.conversa;
     if (!c.bApontamentosLidos) {
-        out << "  as medições do mês não foram lidas: " << Falha(r.calculoFaixas, "CalculaItens")
-            << "; nenhuma faixa foi lida\n";
+        out << "  as medições do mês não foram lidas: "
+            << TextoDaFalha(r.calculoFaixas, "CalculaItens") << "; nenhuma faixa foi lida\n";
         return;
     }
     const std::vector<FaixaContrato>& doContrato = r.leContrato.conversa.contrato.faixas;
@@ -182,7 +188,7 @@ void ExplicaFaixas(std::ostringstream& out, const CResultado& r) {
             ExplicaFaixa(out, r.distribuicao[i]);
         } else if (i == r.distribuicao.size() && FAILED(r.calculoFaixas.hr)) {
             out << "  faixa " << doContrato[i].codigo
-                << ": não lida: " << Falha(r.calculoFaixas, "CalculaItens") << "\n";
+                << ": não lida: " << TextoDaFalha(r.calculoFaixas, "CalculaItens") << "\n";
         } else {
             out << "  faixa " << doContrato[i].codigo
                 << ": não alcançada (o cálculo parou antes)\n";
@@ -224,16 +230,23 @@ void TextoFaixas(std::ostringstream& out, const CResultado& r) {
         const CServicoFaturado& f = r.faturados[static_cast<std::size_t>(n)];
         const CExato diferenca = f.valor - f.somaBandas;
         const ULONG servico = r.servicos[n].Servico;
+        if (f.bRepetido)
+            out << "  serviço " << servico
+                << ": de novo, com o total do serviço: a condensação abre uma linha a cada troca "
+                   "de serviço, e cada linha leva o total inteiro\n";
         const bool bAvisado = std::any_of(r.avisos.begin(), r.avisos.end(), [&](const CAviso& a) {
             return a.calculo != CAviso::Apontamentos && a.servico == servico;
         });
-        if (diferenca.Zero() || bAvisado) // a warned service differs for the warning's reason
+        if (diferenca.Zero() || bAvisado || f.bRepetido) // those differ for their own reason
             continue;
         out << "  serviço " << r.servicos[n].Servico << ": o valor faturado, " << Centavos(f.valor)
             << ", difere da soma das bandas, " << Centavos(f.somaBandas) << ", em "
             << Centavos(diferenca) << ": o preço médio é guardado com quatro casas decimais ("
             << Moeda(r.servicos[n].Valor.int64) << ")\n";
     }
+    if (!r.foraDaNota.Zero())
+        out << "  as linhas do serviço 0 antes de qualquer outro serviço, "
+            << Centavos(r.foraDaNota) << ", não abrem linha faturada: ficam fora da nota\n";
 }
 
 // ---- The invoice ------------------------------------------------------------------------------
@@ -259,6 +272,7 @@ void TextoNota(std::ostringstream& out, const CResultado& r) {
     linha("Valor bruto", r.notaBruto);
     linha("Desconto", -r.notaDesconto);
     linha("Total da nota", r.notaTotal);
+    out << "  por extenso: " << r.notaPorExtenso << "\n";
 }
 
 } // namespace

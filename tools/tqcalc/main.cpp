@@ -9,6 +9,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 
@@ -24,11 +25,14 @@ mês cobrados pelos itens do contrato: franquia, "Excedente") e o cálculo por f
 quantidades medidas no mês distribuídas pelas bandas do contrato); mostra cada linha com o motivo
 de estar ali e o total da nota.
 
-  tqcalc CENARIO.json --mes 03/2024          contra o servidor de amostra, carregado do arquivo
+  tqcalc cenário.json --mes 03/2024          contra o servidor de amostra, carregado do arquivo
   tqcalc --contrato 12345 --mes 03/2024      contra os servidores de negócio desta máquina
   tqcalc --gravar CASO.json --contrato 12345 --mes 03/2024
                                              grava o que os servidores têm do contrato no mês
                                              como um cenário, para reproduzir em qualquer lugar
+  tqcalc CENARIO.json --mes 03/2024 --extrato EXTRATO.html
+                                             também escreve o extrato do cliente: uma página
+                                             HTML para mandar por e-mail ou imprimir
 
 Códigos de saída: 0 feito; 1 um cálculo falhou (o status aparece com o seu nome) ou os servidores
 não abriram; 2 um erro na linha de comando ou no cenário (a mensagem diz onde; nada é calculado);
@@ -41,12 +45,33 @@ cálculo, o serviço e a conta).
     std::exit(codigo);
 }
 
+// A scripted fault or hostile answer whose call never came: the replay would look clean.
+std::string FalhaQueNaoDisparou(const tq::amostra::CDadosAmostra& dados,
+                                const tq::amostra::CEstadoAmostra& estado) {
+    for (std::size_t i = 0; i < dados.falhas.size(); ++i) {
+        const tq::amostra::Falha& f = dados.falhas[i];
+        const int n = estado.Chamadas(f.servidor, f.operacao);
+        if (n < f.chamada)
+            return "falhas[" + std::to_string(i) + "]: a chamada " + std::to_string(f.chamada) +
+                   " de " + f.servidor + "::" + f.operacao + " não aconteceu (a operação foi " +
+                   "chamada " + std::to_string(n) + (n == 1 ? " vez" : " vezes") +
+                   "): a falha não disparou";
+    }
+    for (std::size_t i = 0; i < dados.hostilidades.size(); ++i) {
+        const tq::amostra::Hostilidade& h = dados.hostilidades[i];
+        if (estado.Chamadas(h.servidor, h.operacao) == 0)
+            return "hostis[" + std::to_string(i) + "]: " + h.servidor + "::" + h.operacao +
+                   " não foi chamada: a resposta hostil não aconteceu";
+    }
+    return {};
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     CLI::App app(kDescricao, "tqcalc");
     tq::calc::EmPortugues(app);
-    std::string cenario, mes, so, contrato, gravar;
+    std::string cenario, mes, so, contrato, gravar, extrato;
     bool bJson = false;
     app.add_option("cenário", cenario, "o cenário (JSON) que o servidor de amostra serve")
         ->type_name("");
@@ -59,6 +84,10 @@ int main(int argc, char** argv) {
     app.add_option("--gravar", gravar,
                    "grava como cenário o mês do contrato lido dos servidores desta máquina")
         ->type_name("CASO.json");
+    app.add_option("--extrato", extrato,
+                   "escreve também o extrato do cliente, uma página HTML (o texto ou o JSON "
+                   "continuam na saída)")
+        ->type_name("ARQUIVO.html");
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
@@ -68,6 +97,8 @@ int main(int argc, char** argv) {
         Sai(kErroNaEntrada,
             tq::calc::MensagemDaLinhaDeComando(e) + " (tqcalc --help mostra as opções)");
     }
+    if (const std::string engolida = tq::calc::OpcaoQueEngoliuOutra(app); !engolida.empty())
+        Sai(kErroNaEntrada, engolida);
     if (mes.empty())
         Sai(kErroNaEntrada, "falta --mes MM/AAAA, o mês a faturar");
     CTQMa ma;
@@ -79,6 +110,10 @@ int main(int argc, char** argv) {
         Sai(kErroNaEntrada, "dê um arquivo de cenário ou --contrato, um dos dois");
     if (!gravar.empty() && contrato.empty())
         Sai(kErroNaEntrada, "--gravar grava dos servidores desta máquina: dê --contrato");
+    if (!extrato.empty() && !gravar.empty())
+        Sai(kErroNaEntrada, "--extrato mostra um mês calculado; --gravar não calcula");
+    if (!extrato.empty() && !so.empty())
+        Sai(kErroNaEntrada, "--extrato mostra a nota inteira: não se combina com --so");
 
     tq::amostra::CDadosAmostra dados;
     if (!cenario.empty()) {
@@ -93,6 +128,14 @@ int main(int argc, char** argv) {
     const ULONG pontContr =
         cenario.empty() ? tq::amostra::PonteiroDoCodigo(contrato) : dados.contratos[0].ponteiro;
     const std::string codigo = cenario.empty() ? contrato : tq::ParaUtf8(dados.contratos[0].codigo);
+    // Opened before anything is computed: a path that cannot be written is a mistake in the
+    // command line.
+    std::ofstream arquivoExtrato;
+    if (!extrato.empty()) {
+        arquivoExtrato.open(extrato, std::ios::binary | std::ios::trunc);
+        if (!arquivoExtrato)
+            Sai(kErroNaEntrada, "--extrato: não foi possível criar " + extrato);
+    }
 
     tq::SaidaPadraoBinaria();
     const tq::calc::CEscopoEscuta escuta;
@@ -118,17 +161,34 @@ int main(int argc, char** argv) {
             const HRESULT hr = tq::calc::LeEntradas(servidores, pontContr, ma, lidos);
             if (FAILED(hr))
                 Sai(1, "a leitura do mês do contrato falhou: " + tq::calc::NomeDoStatus(hr));
+            // A server's text a scenario cannot hold (a control character, say) would make a
+            // file nobody can replay: better said now.
+            const std::string texto = tq::amostra::EscreveCenario(lidos);
+            try {
+                tq::amostra::LeCenario(texto);
+            } catch (const tq::amostra::CErroCenario& e) {
+                Sai(1, "o mês lido não cabe num cenário que se possa reproduzir: " +
+                           std::string(e.what()));
+            }
             std::ofstream arquivo(gravar, std::ios::binary);
-            arquivo << tq::amostra::EscreveCenario(lidos);
+            arquivo << texto;
             if (!arquivo.flush())
                 Sai(1, gravar + ": não foi possível gravar o cenário");
         } else {
             tq::calc::CResultado r;
             r.bApontamentos = so != "faixas";
             r.bFaixas = so != "apontamentos";
+            if (!cenario.empty())
+                r.cliente = {tq::ParaUtf8(dados.contratos[0].clienteNome),
+                             tq::ParaUtf8(dados.contratos[0].clienteDocumento)};
             tq::calc::Calcula(codigo, pontContr, ma, r);
-            tq::EscreveTexto(tq::EFluxo::Saida,
-                             bJson ? tq::calc::ParaJson(r).dump(2) + "\n" : tq::calc::ParaTexto(r));
+            if (!cenario.empty())
+                if (const std::string falha = FalhaQueNaoDisparou(dados, amostra.Estado());
+                    !falha.empty())
+                    Sai(kErroNaEntrada, cenario + ": " + falha);
+            if (!tq::EscreveTexto(tq::EFluxo::Saida, bJson ? tq::calc::ParaJson(r).dump(2) + "\n"
+                                                           : tq::calc::ParaTexto(r)))
+                Sai(1, "o resultado não pôde ser escrito por inteiro na saída");
             // Whoever reads only the screen, or only the JSON, is told too.
             if (bJson)
                 for (const tq::calc::CAviso& a : r.avisos)
@@ -139,6 +199,11 @@ int main(int argc, char** argv) {
                                  "tqcalc: atenção: um valor não cabe no tipo monetário; veja "
                                  "os avisos no fim da saída\n");
             codigoDeSaida = tq::calc::CodigoDeSaida(r);
+            if (!extrato.empty() && !(arquivoExtrato << tq::calc::ParaExtrato(r)).flush()) {
+                tq::EscreveTexto(tq::EFluxo::Erro,
+                                 "tqcalc: " + extrato + ": não foi possível gravar o extrato\n");
+                codigoDeSaida = std::max(codigoDeSaida, 1);
+            }
         }
     }
     CoUninitialize();

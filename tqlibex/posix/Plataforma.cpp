@@ -15,10 +15,10 @@ bool EhTerminal(EFluxo fluxo) {
     return isatty(fluxo == EFluxo::Saida ? STDOUT_FILENO : STDERR_FILENO) == 1;
 }
 
-void EscreveTexto(EFluxo fluxo, std::string_view utf8) {
+bool EscreveTexto(EFluxo fluxo, std::string_view utf8) {
     std::FILE* f = fluxo == EFluxo::Saida ? stdout : stderr;
-    std::fwrite(utf8.data(), 1, utf8.size(), f);
-    std::fflush(f);
+    const bool bEscrito = std::fwrite(utf8.data(), 1, utf8.size(), f) == utf8.size();
+    return std::fflush(f) == 0 && bEscrito;
 }
 
 } // namespace tq

@@ -26,13 +26,12 @@ bool EhTerminal(EFluxo fluxo) {
     return GetConsoleMode(Manipulador(fluxo), &dwModo) != FALSE;
 }
 
-void EscreveTexto(EFluxo fluxo, std::string_view utf8) {
+bool EscreveTexto(EFluxo fluxo, std::string_view utf8) {
     std::FILE* f = fluxo == EFluxo::Saida ? stdout : stderr;
     std::fflush(f);
     if (!EhTerminal(fluxo) || utf8.empty()) {
-        std::fwrite(utf8.data(), 1, utf8.size(), f);
-        std::fflush(f);
-        return;
+        const bool bEscrito = std::fwrite(utf8.data(), 1, utf8.size(), f) == utf8.size();
+        return std::fflush(f) == 0 && bEscrito;
     }
     const int n =
         MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), nullptr, 0);
@@ -45,9 +44,10 @@ void EscreveTexto(EFluxo fluxo, std::string_view utf8) {
             static_cast<DWORD>(std::min<std::size_t>(largo.size() - feito, 8192));
         DWORD dwEscrito = 0;
         if (!WriteConsoleW(h, largo.data() + feito, dwPedido, &dwEscrito, nullptr) || !dwEscrito)
-            return;
+            return false;
         feito += dwEscrito;
     }
+    return true;
 }
 
 void SaidaPadraoBinaria() {
