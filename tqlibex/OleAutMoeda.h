@@ -44,8 +44,35 @@ namespace tq::detail {
 // amounts arrive in no predictable order. Up when the remainder is past half the divisor, or
 // exactly half with the quotient odd: for 10^4, resto + (q & 1) > 5000 says both.
 
-// Product: when it fits 64 bits, divided by the constant 10^4 and rounded half-to-even.
+// Product: the exact 128-bit product p, divided by 10^4 and rounded half-to-even, whenever
+// -2^67 <= p < 7 * 2^64, about 1.29 * 10^20 (an amount of a billion times a quantity of a
+// hundred: what billing multiplies). Half-to-even is symmetric, so it can be worked on the
+// floor quotient q = floor(p / 10^4) and its remainder r in [0, 10^4) whatever the sign: up
+// when r > 5000, or r = 5000 and q odd. In that range x = p >> 4 fits 64 bits signed, and
+// adding 625 * K (K = ceil(2^63 / 625)) makes it non-negative and still below 2^64; then
+// q = (x + 625 * K) / 625 - K, an unsigned division by a constant, which the compiler turns
+// into a multiplication. The remainder is exact in the low 64 bits:
+// r = lo + 16 * 442 - (q + K) * 10^4, since 625 * K = 2^63 + 442.
+// Targets without 128-bit integers keep the signed 64-bit product.
 inline bool MultiplicaCyRapido(LONGLONG a, LONGLONG b, LONGLONG& r) {
+#ifdef __SIZEOF_INT128__
+    const __int128 p = static_cast<__int128>(a) * b;
+    const unsigned long long hi = static_cast<unsigned long long>(p >> 64);
+    const unsigned long long lo = static_cast<unsigned long long>(p);
+    if (hi + 8 > 14) // the high half outside [-8, 6]
+        return false;
+    constexpr unsigned long long K = 14757395258967642ull;
+    static_assert(K * 625 == (1ull << 63) + 442 && K % 2 == 0);
+    const unsigned long long x = static_cast<unsigned long long>(static_cast<LONGLONG>(p >> 4));
+    const unsigned long long q = (x + K * 625) / 625; // floor(p / 10^4) + K; K is even
+    // r - 7072, as a signed value in [-7072, 2928): up when it is above -2072, or -2072 with q
+    // odd; the sign bit of resto + (q & 1) + 2071 says "not up".
+    const LONGLONG resto = static_cast<LONGLONG>(lo - q * 10000);
+    const unsigned long long abaixo =
+        static_cast<unsigned long long>(resto + static_cast<LONGLONG>(q & 1) + 2071) >> 63;
+    r = static_cast<LONGLONG>(q - (K - 1) - abaixo);
+    return true;
+#else
     LONGLONG p;
     if (__builtin_mul_overflow(a, b, &p))
         return false;
@@ -56,6 +83,7 @@ inline bool MultiplicaCyRapido(LONGLONG a, LONGLONG b, LONGLONG& r) {
     const unsigned long long arredondado = q + (resto + (q & 1) > 5000 ? 1 : 0);
     r = static_cast<LONGLONG>((arredondado ^ sinal) - sinal);
     return true;
+#endif
 }
 
 // Quotient a * 10^4 / b, rounded half-to-even, when a * 10^4 fits 64 bits unsigned.

@@ -3,6 +3,7 @@
 
 #include "ComApi.h"
 
+#include "tqlibex/AlocadorTarefas.h"
 #include "tqlibex/Escopo.h"
 #include "tqlibex/PrimitivaCom.h"
 
@@ -12,12 +13,27 @@
 #include <condition_variable>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <deque>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <system_error>
 #include <thread>
+#include <utility>
+
+// AddressSanitizer watches this build: see the task allocator's groups below.
+#if defined(__SANITIZE_ADDRESS__)
+#define TQ_ENDERECOS_VIGIADOS 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define TQ_ENDERECOS_VIGIADOS 1
+#endif
+#endif
+#ifdef TQ_ENDERECOS_VIGIADOS
+#include <sanitizer/asan_interface.h>
+#endif
 
 namespace {
 
@@ -422,6 +438,67 @@ struct alignas(16) CabecaBloco {
     std::size_t marca;
 };
 constexpr std::size_t kMarcaBloco = 0x7A5C0B10C0DE7A5Cull & SIZE_MAX;
+
+// Blocks cut in series (tq::CBlocosEmSerie) share one allocation, a group: a count first, then
+// each block behind its own header, which carries the group in front of the size and a mark of
+// its own. While the series cuts from the group, the count holds kPosseDaSerie and each block
+// freed takes one off; the series counts the blocks it cuts by itself, and on letting go takes
+// off kPosseDaSerie less that number: one atomic operation per group rather than per block.
+// Whoever brings the count to zero frees the group.
+struct alignas(16) Grupo {
+    std::atomic<std::size_t> nDonos;
+};
+constexpr std::size_t kPosseDaSerie = SIZE_MAX / 2; // far above the blocks a group can hold
+struct alignas(16) CabecaBlocoDeGrupo {
+    Grupo* pGrupo;
+    CabecaBloco cabeca;
+};
+constexpr std::size_t kMarcaBlocoDeGrupo = 0x7A5C0B10C0DE67A5ull & SIZE_MAX;
+// A group's size: under the C library's threshold for mapping memory of its own, so that a
+// freed group's memory goes back to the heap and serves the next, with no fresh pages to fault
+// in. A block too large for it is a CoTaskMemAlloc of its own.
+constexpr std::size_t kTamanhoDoGrupo = 64 * 1024;
+
+void SoltaGrupo(Grupo* pGrupo, std::size_t nDonos = 1) {
+    if (pGrupo->nDonos.fetch_sub(nDonos, std::memory_order_acq_rel) == nDonos) {
+        pGrupo->~Grupo();
+        std::free(pGrupo);
+    }
+}
+
+std::size_t Arredonda16(std::size_t cb) {
+    return (cb + 15) & ~std::size_t{15};
+}
+
+// Under AddressSanitizer whatever in a group is no live block's bytes (headers, rounding, what is
+// not cut yet, blocks already freed) is poisoned, so that a read past a block's end is caught as
+// it is past a block of its own; headers are read through a function it does not watch.
+#ifdef TQ_ENDERECOS_VIGIADOS
+void Envenena(const void* p, std::size_t cb) {
+    __asan_poison_memory_region(p, cb);
+}
+void Desenvenena(const void* p, std::size_t cb) {
+    __asan_unpoison_memory_region(p, cb);
+}
+#define TQ_SEM_VIGIA __attribute__((no_sanitize_address))
+#else
+void Envenena(const void*, std::size_t) {}
+void Desenvenena(const void*, std::size_t) {}
+#define TQ_SEM_VIGIA
+#endif
+
+// A block's header: its size, its mark, and for a block cut in series its group.
+struct Cabecalho {
+    std::size_t cb;
+    std::size_t marca;
+    Grupo* pGrupo;
+};
+TQ_SEM_VIGIA Cabecalho LeCabecalho(const void* p) {
+    const CabecaBloco* pCabeca = static_cast<const CabecaBloco*>(p) - 1;
+    const bool bDeGrupo = pCabeca->marca == kMarcaBlocoDeGrupo;
+    return {pCabeca->cb, pCabeca->marca,
+            bDeGrupo ? (static_cast<const CabecaBlocoDeGrupo*>(p) - 1)->pGrupo : nullptr};
+}
 } // namespace
 
 LPVOID CoTaskMemAlloc(std::size_t cb) {
@@ -442,8 +519,78 @@ void CoTaskMemFree(LPVOID pv) {
         return;
     if (tq::IEspiaAlocador* espia = EspiaInstalada())
         espia->Liberou(pv);
-    std::free(static_cast<CabecaBloco*>(pv) - 1);
+    const Cabecalho cabecalho = LeCabecalho(pv);
+    if (cabecalho.marca != kMarcaBlocoDeGrupo) {
+        std::free(static_cast<CabecaBloco*>(pv) - 1);
+        return;
+    }
+    Envenena(pv, cabecalho.cb);
+    SoltaGrupo(cabecalho.pGrupo);
 }
+
+namespace tq {
+
+CBlocosEmSerie::~CBlocosEmSerie() {
+    if (m_bParaLonge)
+        detail::TerminaCopiasParaLonge();
+    if (m_pGrupo)
+        SoltaGrupo(static_cast<Grupo*>(m_pGrupo), kPosseDaSerie - m_nCortados);
+}
+
+void* CBlocosEmSerie::Aloca(std::size_t cb) {
+    return Corta(cb, nullptr);
+}
+
+void* CBlocosEmSerie::Copia(const void* pOrigem, std::size_t cb) {
+    return Corta(cb, pOrigem);
+}
+
+// A block, and with pOrigem its bytes. When the series writes past the caches, a block's header
+// and bytes go out one after the other, as the previous block's did, so that every line of the
+// group is written whole with streaming stores.
+void* CBlocosEmSerie::Corta(std::size_t cb, const void* pOrigem) {
+    constexpr std::size_t kCabeca = sizeof(CabecaBlocoDeGrupo);
+    if (cb > kTamanhoDoGrupo - sizeof(Grupo) - kCabeca) {
+        void* p = CoTaskMemAlloc(cb);
+        if (p && pOrigem)
+            std::memcpy(p, pOrigem, cb);
+        return p;
+    }
+    const std::size_t cbComCabeca = kCabeca + Arredonda16(cb);
+    if (cbComCabeca > m_cbLivre) {
+        void* pMemoria = std::malloc(kTamanhoDoGrupo);
+        if (!pMemoria)
+            return nullptr;
+        if (m_pGrupo)
+            SoltaGrupo(static_cast<Grupo*>(m_pGrupo), kPosseDaSerie - m_nCortados);
+        m_pGrupo = new (pMemoria) Grupo{{kPosseDaSerie}};
+        m_nCortados = 0;
+        m_pLivre = static_cast<char*>(pMemoria) + sizeof(Grupo);
+        m_cbLivre = kTamanhoDoGrupo - sizeof(Grupo);
+        Envenena(m_pLivre, m_cbLivre);
+    }
+    ++m_nCortados;
+    const CabecaBlocoDeGrupo cabeca{static_cast<Grupo*>(m_pGrupo), {cb, kMarcaBlocoDeGrupo}};
+    void* p = m_pLivre + kCabeca;
+    Desenvenena(m_pLivre, kCabeca);
+    Desenvenena(p, cb);
+    if (pOrigem && m_bParaLonge) {
+        detail::CopiaParaLonge(m_pLivre, &cabeca, kCabeca);
+        detail::CopiaParaLonge(p, pOrigem, cb);
+    } else {
+        new (m_pLivre) CabecaBlocoDeGrupo(cabeca);
+        if (pOrigem)
+            std::memcpy(p, pOrigem, cb);
+    }
+    Envenena(m_pLivre, kCabeca);
+    m_pLivre += cbComCabeca;
+    m_cbLivre -= cbComCabeca;
+    if (IEspiaAlocador* espia = EspiaInstalada())
+        espia->Alocou(p, cb);
+    return p;
+}
+
+} // namespace tq
 
 DWORD GetCurrentThreadId() {
     if (!t_dwIdThread)
@@ -595,8 +742,9 @@ void PreparaEspiaDaPlataforma() {} // CoTaskMemAlloc and CoTaskMemFree report by
 std::size_t TamanhoDoBlocoDeTarefa(const void* p) {
     if (!p)
         return 0;
-    const auto* pCabeca = static_cast<const CabecaBloco*>(p) - 1;
-    return pCabeca->marca == kMarcaBloco ? pCabeca->cb : 0;
+    const Cabecalho cabecalho = LeCabecalho(p);
+    return cabecalho.marca == kMarcaBloco || cabecalho.marca == kMarcaBlocoDeGrupo ? cabecalho.cb
+                                                                                   : 0;
 }
 
 bool IsWow64(BOOL* pbWow64) {

@@ -18,9 +18,12 @@ inline void SubtraiMoeda(const tagCY& a, const tagCY& b, tagCY& out) {
         out.int64 = r;
 }
 
+// out is written once, whichever path, so that the money value's result is not stored twice.
 inline void MultiplicaMoeda(const tagCY& a, const tagCY& b, tagCY& out) {
-    if (!MultiplicaCyRapido(a.int64, b.int64, out.int64))
-        (void)tq::oleaut::VarCyMul(a, b, &out);
+    tagCY r = out;
+    if (!MultiplicaCyRapido(a.int64, b.int64, r.int64))
+        (void)tq::oleaut::VarCyMul(a, b, &r);
+    out = r;
 }
 
 // The division as Windows' chain gives it (VarDecFromCy, VarDecDiv, VarCyFromDec): 0 on failure.

@@ -4,6 +4,7 @@
 #include "WinApi.h"
 
 #include <cstdint>
+#include <cstring>
 #include <mutex>
 
 namespace {
@@ -78,6 +79,25 @@ thread_local SIZE_T CEspiaOle::t_cb = 0;
 thread_local void* CEspiaOle::t_pAntigo = nullptr;
 
 } // namespace
+
+namespace tq {
+
+// ole32's allocator is the one every receiver frees with, in this process or another: each block
+// is an allocation of its own, behind the heap's own header, so its bytes are copied plainly.
+CBlocosEmSerie::~CBlocosEmSerie() = default;
+
+void* CBlocosEmSerie::Aloca(std::size_t cb) {
+    return CoTaskMemAlloc(cb);
+}
+
+void* CBlocosEmSerie::Copia(const void* pOrigem, std::size_t cb) {
+    void* p = CoTaskMemAlloc(cb);
+    if (p && cb)
+        std::memcpy(p, pOrigem, cb);
+    return p;
+}
+
+} // namespace tq
 
 namespace tq::detail {
 
