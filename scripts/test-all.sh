@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds every preset and runs every test that can run on this machine:
 #   asan (ASan + UBSan): every Linux test; tsan: the threaded tests (COM access with its
-#     keep-alive threads, the calculations billed from several threads, exit with a live thread);
+#     keep-alive threads, the calculations billed from several threads, exit with a live thread,
+#     the month's run with several workers over one sample server);
 #   x86 (gcc -m32): every Linux test natively, under qemu-i386 where the kernel cannot run 32-bit
 #     programs, and skipped (saying so) where neither can;
 #   mingw64: the Windows x64 build, its tests under wine (its benchmark is not built here);

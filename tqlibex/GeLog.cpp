@@ -135,6 +135,7 @@ namespace {
 class CSaidaLogDoProcesso : public ISaidaTrace {
 public:
     void Grava(const CRegistroTrace& registro) override { CGeLog::DoProcesso().Grava(registro); }
+    bool Ativa() const override { return CGeLog::DoProcesso().EstaAtivo(); }
 };
 
 } // namespace

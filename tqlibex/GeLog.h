@@ -73,6 +73,9 @@ class ISaidaTrace {
 public:
     virtual ~ISaidaTrace() = default;
     virtual void Grava(const CRegistroTrace& registro) = 0;
+    // Whether a record would go anywhere: a record's facts (the process's private bytes, its
+    // user, the system's version) cost system calls that a billing run makes per contract.
+    virtual bool Ativa() const { return true; }
 };
 
 ISaidaTrace& SaidaTraceAtual();

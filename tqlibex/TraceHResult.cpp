@@ -46,6 +46,9 @@ void TracaHResult(HRESULT hr, const char* pszExpressao, const char* pszVariavel,
 
 void GravaTrace(const CTQContextoTrace* pContexto, const char* pszFuncao, const char* pszArquivo,
                 int nLinha, const char* pszFormato, ...) {
+    tq::ISaidaTrace& saida = tq::SaidaTraceAtual();
+    if (!saida.Ativa())
+        return;
     CTQString mensagem;
     va_list args;
     va_start(args, pszFormato);
@@ -64,5 +67,5 @@ void GravaTrace(const CTQContextoTrace* pContexto, const char* pszFuncao, const 
     registro.sTexto = tq::detail::TextoDoRegistroTrace(tq::detail::BytesPrivados(), dwMS, dwLS,
                                                        tq::detail::VersaoDoSistema(), pszArquivo,
                                                        nLinha, mensagem);
-    tq::SaidaTraceAtual().Grava(registro);
+    saida.Grava(registro);
 }

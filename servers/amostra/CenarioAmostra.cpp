@@ -40,7 +40,8 @@ public:
     bool number_unsigned(json::number_unsigned_t n) { return Numero(std::to_string(n)); }
     bool number_float(json::number_float_t, const json::string_t& texto) { return Numero(texto); }
     bool string(json::string_t& s) {
-        ChecaTexto(s, Aqui(), "o texto");
+        ChecaTexto(
+            s, [this] { return Caminho(true); }, "o texto");
         return Valor(s);
     }
     bool binary(json::binary_t& b) { return Valor(b); }
@@ -49,15 +50,14 @@ public:
     bool end_object() { return Fecha(); }
     bool end_array() { return Fecha(); }
     bool key(json::string_t& chave) {
-        json& objeto = *m_pilha.back();
-        const std::string caminho =
-            m_caminhos.back().empty() ? chave : m_caminhos.back() + "." + chave;
+        CQuadro& q = m_pilha.back();
         // A key's own control character must not reach the message: the object's path names it.
-        ChecaTexto(chave, m_caminhos.back(), "uma chave");
-        if (objeto.contains(chave))
-            throw CErroCenario(caminho + ": chave repetida");
-        m_chave = caminho;
-        m_pValor = &objeto[chave];
+        ChecaTexto(
+            chave, [this] { return Caminho(false); }, "uma chave");
+        q.chave = chave;
+        if (q.p->contains(chave))
+            throw CErroCenario(Caminho(true) + ": chave repetida");
+        m_pValor = &(*q.p)[chave];
         return true;
     }
     bool parse_error(std::size_t posicao, const std::string&,
@@ -87,9 +87,10 @@ private:
             onde.replace(coluna, 9, ", coluna ");
         return onde.replace(0, 5, "linha ");
     }
-    // A C0 or C1 control, or DEL, anywhere in a text.
-    static void ChecaTexto(const std::string& texto, const std::string& caminho,
-                           const char* pszOQue) {
+    // A C0 or C1 control, or DEL, anywhere in a text. The path is worked out only for the
+    // message: a month of many contracts has millions of values.
+    template <class FnCaminho>
+    static void ChecaTexto(const std::string& texto, FnCaminho caminho, const char* pszOQue) {
         for (std::size_t i = 0; i < texto.size(); ++i) {
             const unsigned char c = static_cast<unsigned char>(texto[i]);
             unsigned ponto = c;
@@ -100,20 +101,29 @@ private:
             if (ponto < 0x20 || ponto == 0x7F || (c == 0xC2 && ponto >= 0x80 && ponto <= 0x9F)) {
                 char u[16];
                 std::snprintf(u, sizeof u, "U+%04X", ponto);
+                const std::string onde = caminho();
                 throw CErroCenario(
-                    (caminho.empty() ? std::string("(raiz)") : caminho) + ": " + pszOQue +
+                    (onde.empty() ? std::string("(raiz)") : onde) + ": " + pszOQue +
                     " tem um caractere de controle (" + u + ")" +
                     (ponto == 0 ? ", que cortaria o texto ali" : ", que um cenário não aceita"));
             }
         }
     }
-    // The path of the value about to come.
-    std::string Aqui() const {
-        if (m_pilha.empty())
-            return "";
-        if (m_pilha.back()->is_array())
-            return m_caminhos.back() + "[" + std::to_string(m_pilha.back()->size()) + "]";
-        return m_chave;
+    // The path of the innermost open object or array, or (bProximo) of the value about to come
+    // in it: its last key read, or its next index.
+    std::string Caminho(bool bProximo) const {
+        std::string c;
+        for (std::size_t i = 0; i < m_pilha.size(); ++i) {
+            const bool bTopo = i + 1 == m_pilha.size();
+            if (bTopo && !bProximo)
+                break;
+            const CQuadro& q = m_pilha[i];
+            if (q.p->is_array())
+                c.append("[").append(std::to_string(q.p->size() - (bTopo ? 0 : 1))).append("]");
+            else
+                c += (c.empty() ? "" : ".") + q.chave;
+        }
+        return c;
     }
     bool Numero(const std::string& texto) {
         return Valor(json::binary(std::vector<std::uint8_t>(texto.begin(), texto.end())));
@@ -122,43 +132,42 @@ private:
     bool Valor(V&& v) {
         if (m_pilha.empty())
             raiz = std::forward<V>(v);
-        else if (m_pilha.back()->is_array())
-            m_pilha.back()->push_back(std::forward<V>(v));
+        else if (m_pilha.back().p->is_array())
+            m_pilha.back().p->push_back(std::forward<V>(v));
         else
             *m_pValor = std::forward<V>(v);
         return true;
     }
     bool Abre(json&& vazio) {
-        const std::string caminho = Aqui();
-        // A scenario nests six levels; a file nesting without end is not one (and its paths
-        // would cost memory in the square of its depth).
+        // A scenario nests six levels; a file nesting without end is not one.
         if (m_pilha.size() >= kProfundidadeMaxima)
-            throw CErroCenario(caminho + ": o JSON aninha mais de " +
+            throw CErroCenario(Caminho(true) + ": o JSON aninha mais de " +
                                std::to_string(kProfundidadeMaxima) + " níveis");
         json* p;
         if (m_pilha.empty()) {
             raiz = std::move(vazio);
             p = &raiz;
-        } else if (m_pilha.back()->is_array()) {
-            m_pilha.back()->push_back(std::move(vazio));
-            p = &m_pilha.back()->back();
+        } else if (m_pilha.back().p->is_array()) {
+            m_pilha.back().p->push_back(std::move(vazio));
+            p = &m_pilha.back().p->back();
         } else {
             *m_pValor = std::move(vazio);
             p = m_pValor;
         }
-        m_pilha.push_back(p);
-        m_caminhos.push_back(caminho);
+        m_pilha.push_back({p, std::string()});
         return true;
     }
     bool Fecha() {
         m_pilha.pop_back();
-        m_caminhos.pop_back();
         return true;
     }
     static constexpr std::size_t kProfundidadeMaxima = 32;
-    std::vector<json*> m_pilha;
-    std::vector<std::string> m_caminhos; // of each open object or array
-    std::string m_chave;                 // the path of the last key read
+    // Each open object or array, with the last key read in an object.
+    struct CQuadro {
+        json* p;
+        std::string chave;
+    };
+    std::vector<CQuadro> m_pilha;
     json* m_pValor = nullptr;
 };
 
@@ -166,40 +175,45 @@ private:
 
 class CNo {
 public:
-    CNo(const json& j, std::string caminho) : m_j(j), m_caminho(std::move(caminho)) {}
+    explicit CNo(const json& j) : m_j(j) {}
+    // A member (`chave`) of `pai`, or its element `indice` when it is an array. The key must
+    // outlive the node: a literal, or a key of the tree.
+    CNo(const json& j, const CNo* pai, std::string_view chave, std::size_t indice = kNenhum)
+        : m_j(j), m_pPai(pai), m_chave(chave), m_indice(indice) {}
 
     [[noreturn]] void Erro(const std::string& texto) const {
-        throw CErroCenario((m_caminho.empty() ? "(raiz)" : m_caminho) + ": " + texto);
+        const std::string caminho = Caminho();
+        throw CErroCenario((caminho.empty() ? "(raiz)" : caminho) + ": " + texto);
     }
     // A mistake in a key of this object, which need not be there (a required key left out).
-    [[noreturn]] void ErroEm(const std::string& chave, const std::string& texto) const {
+    [[noreturn]] void ErroEm(std::string_view chave, const std::string& texto) const {
         throw CErroCenario(CaminhoDe(chave) + ": " + texto);
     }
     // An object with none but the given keys.
-    const CNo& Objeto(std::initializer_list<const char*> chaves) const {
+    const CNo& Objeto(std::initializer_list<std::string_view> chaves) const {
         if (!m_j.is_object())
             Erro("esperado um objeto JSON");
-        for (const auto& [chave, valor] : m_j.items()) {
-            bool bConhecida = false;
-            for (const char* c : chaves)
-                bConhecida = bConhecida || chave == c;
-            if (!bConhecida)
+        for (const auto& [chave, valor] : m_j.items())
+            if (std::find(chaves.begin(), chaves.end(), chave) == chaves.end())
                 Filho(chave).Erro("chave desconhecida");
-        }
         return *this;
     }
-    bool Tem(const char* chave) const { return m_j.contains(chave) && !m_j[chave].is_null(); }
-    CNo Filho(const std::string& chave) const { return CNo(m_j.at(chave), CaminhoDe(chave)); }
+    bool Tem(const char* chave) const {
+        const auto it = m_j.find(chave);
+        return it != m_j.end() && !it->is_null();
+    }
+    CNo Filho(std::string_view chave) const { return CNo(m_j.at(std::string(chave)), this, chave); }
     // The elements of an optional array.
     std::vector<CNo> Lista(const char* chave) const {
         std::vector<CNo> v;
         if (!Tem(chave))
             return v;
-        const CNo lista = Filho(chave);
-        if (!lista.m_j.is_array())
-            lista.Erro("esperado um array");
-        for (std::size_t i = 0; i < lista.m_j.size(); ++i)
-            v.emplace_back(lista.m_j[i], lista.m_caminho + "[" + std::to_string(i) + "]");
+        const json& lista = m_j.at(chave);
+        if (!lista.is_array())
+            Filho(chave).Erro("esperado um array");
+        v.reserve(lista.size());
+        for (std::size_t i = 0; i < lista.size(); ++i)
+            v.emplace_back(lista[i], this, chave, i);
         return v;
     }
     template <class T>
@@ -305,18 +319,31 @@ public:
             ErroEm(chave, "esperado um HRESULT como \"0x80004005\"");
         return static_cast<HRESULT>(static_cast<unsigned>(v));
     }
-    const std::string& Caminho() const { return m_caminho; }
 
 private:
-    std::string CaminhoDe(const std::string& chave) const {
-        return m_caminho.empty() ? chave : m_caminho + "." + chave;
+    static constexpr std::size_t kNenhum = static_cast<std::size_t>(-1);
+
+    // Worked out only for a message.
+    std::string Caminho() const {
+        std::string c = m_pPai ? m_pPai->Caminho() : std::string();
+        if (!m_chave.empty())
+            c += (c.empty() ? "" : ".") + std::string(m_chave);
+        if (m_indice != kNenhum)
+            c.append("[").append(std::to_string(m_indice)).append("]");
+        return c;
+    }
+    std::string CaminhoDe(std::string_view chave) const {
+        const std::string caminho = Caminho();
+        return caminho.empty() ? std::string(chave) : caminho + "." + std::string(chave);
     }
     std::string TextoDoNumero() const {
         const json::binary_t& b = m_j.get_binary();
         return std::string(b.begin(), b.end());
     }
     const json& m_j;
-    std::string m_caminho;
+    const CNo* m_pPai = nullptr;
+    std::string_view m_chave;
+    std::size_t m_indice = kNenhum;
 };
 
 std::vector<Classificacao> LeClassificacoes(const CNo& pai) {
@@ -468,11 +495,29 @@ ULONG PonteiroDoCodigo(const std::string& codigo) {
 CDadosAmostra LeCenario(const std::string& texto) {
     CConstrutor construtor;
     json::sax_parse(texto, &construtor);
-    const CNo raiz(construtor.raiz, "");
-    raiz.Objeto({"contrato", "faixas", "apontamentos", "falhas", "hostis"});
+    const CNo raiz(construtor.raiz);
+    raiz.Objeto({"contrato", "contratos", "faixas", "apontamentos", "falhas", "hostis"});
     CDadosAmostra dados;
+    if (raiz.Tem("contrato") && raiz.Tem("contratos"))
+        raiz.ErroEm("contratos", "o cenário tem \"contrato\" e \"contratos\": dê um dos dois");
     if (raiz.Tem("contrato"))
         dados.contratos.push_back(LeContrato(raiz.Filho("contrato")));
+    // Every contract of a month in one file; the ranges and the time records serve them all. The
+    // server finds a contract by its internal number, and a person by its code: each names one.
+    std::map<std::string, std::size_t> porCodigo;
+    std::map<ULONG, std::size_t> porPonteiro;
+    for (const CNo& c : raiz.Lista("contratos")) {
+        dados.contratos.push_back(LeContrato(c));
+        const Contrato& novo = dados.contratos.back();
+        const std::size_t i = dados.contratos.size() - 1;
+        if (const auto [it, bNovo] = porCodigo.emplace(novo.codigo, i); !bNovo)
+            c.ErroEm("codigo", "o código \"" + ParaUtf8(novo.codigo) + "\" já é o de contratos[" +
+                                   std::to_string(it->second) + "]");
+        if (const auto [it, bNovo] = porPonteiro.emplace(novo.ponteiro, i); !bNovo)
+            c.ErroEm(c.Tem("ponteiro") ? "ponteiro" : "codigo",
+                     "o número interno " + std::to_string(novo.ponteiro) + " já é o de contratos[" +
+                         std::to_string(it->second) + "]");
+    }
     std::set<ULONG> codigos;
     for (const CNo& f : raiz.Lista("faixas")) {
         f.Objeto({"codigo", "servico", "descricao", "bandas"});
@@ -560,36 +605,61 @@ CDadosAmostra LeArquivoCenario(const std::string& caminho) {
     }
 }
 
-std::string EscreveCenario(const CDadosAmostra& dados) {
+std::string EscreveCenario(const CDadosAmostra& dados, bool bCompacto) {
+    // Compact: the optional members at their defaults (0, an empty text) are left out.
+    const auto enxuga = [bCompacto](json o) {
+        if (!bCompacto)
+            return o;
+        for (auto it = o.begin(); it != o.end();) {
+            const json& v = it.value();
+            static const std::set<std::string> quantias = {
+                "precoUnitario", "precoExcedente", "franquia",    "percentual",
+                "quantidade",    "descTotal",      "pesoEntrada", "pesoSaida"};
+            const bool bPadrao =
+                (v.is_number() && v == 0) || (v.is_array() && v.empty()) ||
+                (v.is_string() &&
+                 (v.get_ref<const std::string&>().empty() ||
+                  (quantias.count(it.key()) &&
+                   v.get_ref<const std::string&>().find_first_not_of("0.") == std::string::npos)));
+            it = bPadrao ? o.erase(it) : std::next(it);
+        }
+        return o;
+    };
     const auto quantia = [](LONGLONG bruto, int nDecimais) {
         return std::string(CGeCurrencyEx::TextoDecimal(bruto, nDecimais).GetString());
     };
     const auto classificacoes = [&](const std::vector<Classificacao>& lista) {
         json v = json::array();
         for (const Classificacao& c : lista)
-            v.push_back({{"codigo", c.codigo},
-                         {"percentual", quantia(c.percentual, 4)},
-                         {"descricao", ParaUtf8(c.descricao)}});
+            v.push_back(enxuga({{"codigo", c.codigo},
+                                {"percentual", quantia(c.percentual, 4)},
+                                {"descricao", ParaUtf8(c.descricao)}}));
         return v;
     };
-    json raiz = json::object();
-    if (!dados.contratos.empty()) {
-        const Contrato& c = dados.contratos.front();
+    const auto contrato = [&](const Contrato& c) {
         json itens = json::array(), faixas = json::array();
         for (const ItemContrato& i : c.itens)
-            itens.push_back({{"servico", i.servico},
-                             {"precoUnitario", quantia(i.precoUnitario, 8)},
-                             {"precoExcedente", quantia(i.precoExcedente, 8)},
-                             {"franquia", quantia(i.franquia, 4)},
-                             {"texto", ParaUtf8(i.texto)},
-                             {"classificacoes", classificacoes(i.classificacoes)}});
+            itens.push_back(enxuga({{"servico", i.servico},
+                                    {"precoUnitario", quantia(i.precoUnitario, 8)},
+                                    {"precoExcedente", quantia(i.precoExcedente, 8)},
+                                    {"franquia", quantia(i.franquia, 4)},
+                                    {"texto", ParaUtf8(i.texto)},
+                                    {"classificacoes", classificacoes(i.classificacoes)}}));
         for (const FaixaContrato& f : c.faixas)
             faixas.push_back(
                 {{"codigo", f.codigo}, {"classificacoes", classificacoes(f.classificacoes)}});
-        raiz["contrato"] = {{"codigo", ParaUtf8(c.codigo)},
-                            {"ponteiro", c.ponteiro},
-                            {"itens", itens},
-                            {"faixas", faixas}};
+        return json{{"codigo", ParaUtf8(c.codigo)},
+                    {"ponteiro", c.ponteiro},
+                    {"itens", itens},
+                    {"faixas", faixas}};
+    };
+    json raiz = json::object();
+    if (dados.contratos.size() == 1) {
+        raiz["contrato"] = contrato(dados.contratos.front());
+    } else if (!dados.contratos.empty()) {
+        raiz["contratos"] = json::array();
+        for (const Contrato& c : dados.contratos)
+            raiz["contratos"].push_back(contrato(c));
     }
     raiz["faixas"] = json::array();
     for (const Faixa& f : dados.faixas) {
@@ -617,20 +687,21 @@ std::string EscreveCenario(const CDadosAmostra& dados) {
                          {"pesoSaida", quantia(i.pesoSaida.int64, 4)}};
             if (i.data)
                 item["data"] = CTQDma::DeCompactado(i.data).Formata().str();
-            itens.push_back(item);
+            itens.push_back(enxuga(std::move(item)));
         }
-        raiz["apontamentos"].push_back({{"mes", CTQMa::DeCompactado(a.ma).Formata().str()},
-                                        {"ponteiro", a.ponteiro},
-                                        {"contrato", a.pontContr},
-                                        {"codigo", ParaUtf8(a.codigo)},
-                                        {"listarNF", a.listarNF},
-                                        {"motorista", a.motorista},
-                                        {"placa", a.placa},
-                                        {"municipio", a.municipio},
-                                        {"residuos", ParaUtf8(a.residuos)},
-                                        {"itens", itens}});
+        json apontamento = enxuga({{"ponteiro", a.ponteiro},
+                                   {"contrato", a.pontContr},
+                                   {"codigo", ParaUtf8(a.codigo)},
+                                   {"listarNF", a.listarNF},
+                                   {"motorista", a.motorista},
+                                   {"placa", a.placa},
+                                   {"municipio", a.municipio},
+                                   {"residuos", ParaUtf8(a.residuos)},
+                                   {"itens", itens}});
+        apontamento["mes"] = CTQMa::DeCompactado(a.ma).Formata().str();
+        raiz["apontamentos"].push_back(std::move(apontamento));
     }
-    return raiz.dump(2) + "\n";
+    return bCompacto ? raiz.dump() + "\n" : raiz.dump(2) + "\n";
 }
 
 } // namespace tq::amostra

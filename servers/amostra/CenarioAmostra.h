@@ -24,6 +24,10 @@
 //                 "tipo": "ContagemSemArray" } ]
 // }
 //
+// A month's billing run keeps every contract in one file: "contratos": [ {...}, {...} ] in place
+// of "contrato", the ranges and time records serving them all; no two may share a code or an
+// internal number.
+//
 // Amounts are decimal strings, or JSON numbers read through their text (never through a
 // double): contract item prices up to 8 decimals, every other amount up to 4. Texts are UTF-8 in
 // the file and Windows-1252 in the data set, as the servers keep them. Optional fields are 0 or
@@ -33,7 +37,8 @@
 // "apontamentos[3].itens[0].quantidade: ...". Mistakes: an unknown key or one given twice, a
 // wrong type, a malformed amount, too many decimals, an amount out of range, a text with a
 // control character or a character Windows-1252 lacks, a month not MM/AAAA, a date not
-// DD/MM/AAAA, two records at one position, two ranges with one code, and a fault or a hostile
+// DD/MM/AAAA, two records at one position, two ranges with one code, both "contrato" and
+// "contratos", two contracts with one code or one internal number, and a fault or a hostile
 // answer that could never fire (an unknown server or operation, a call below 1, a hostile kind
 // the operation cannot give).
 #pragma once
@@ -54,10 +59,12 @@ CDadosAmostra LeCenario(const std::string& texto);
 // The same, its mistakes prefixed with the file's path ("caso.json: contrato.itens[0]...").
 CDadosAmostra LeArquivoCenario(const std::string& caminho);
 
-// The data set as a scenario file (the contract is the first one), amounts with all their
-// decimals, texts in UTF-8: what LeCenario reads back to the same data set, but for the customer,
-// which the servers never have (a month recorded from them carries none).
-std::string EscreveCenario(const CDadosAmostra& dados);
+// The data set as a scenario file ("contrato" for one contract, "contratos" for more), amounts
+// with all their decimals, texts in UTF-8: what LeCenario reads back to the same data set, but
+// for the customer, which the servers never have (a month recorded from them carries none).
+// Compact, on one line and without the optional members at their defaults (a month of many
+// contracts is read faster).
+std::string EscreveCenario(const CDadosAmostra& dados, bool bCompacto = false);
 
 // The contract's internal number from its code: atol(codigo) / 10, unsigned.
 ULONG PonteiroDoCodigo(const std::string& codigo);

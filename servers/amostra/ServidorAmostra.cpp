@@ -70,18 +70,15 @@ HRESULT PreencheFaixa(const Faixa& d, REG_FAIXA_PS& r) {
     return S_OK;
 }
 
-const Faixa* ProcuraFaixa(const CDadosAmostra& dados, ULONG codigo) {
-    for (const Faixa& f : dados.faixas)
-        if (f.codigo == codigo)
-            return &f;
-    return nullptr;
-}
-
-const Contrato* ProcuraContrato(const CDadosAmostra& dados, ULONG ponteiro) {
-    for (const Contrato& c : dados.contratos)
-        if (c.ponteiro == ponteiro)
-            return &c;
-    return nullptr;
+// A filter's reserved bytes travel as zeros: a server cannot tell what anything else would mean,
+// so it refuses it rather than guess.
+bool FiltroLimpo(const _REG_FILTRO_APONTAMENTOS_PS& filtro) {
+    const auto zeros = [](const BYTE* p, std::size_t n) {
+        return std::all_of(p, p + n, [](BYTE b) { return b == 0; });
+    };
+    return zeros(filtro.reservado1, sizeof filtro.reservado1) &&
+           zeros(filtro.reservado2, sizeof filtro.reservado2) &&
+           zeros(filtro.reservado3, sizeof filtro.reservado3);
 }
 
 // An array of n records filled one by one, each zeroed just before; on any failure everything
@@ -243,6 +240,8 @@ public:
         HRESULT hr = m_pEstado->Chamada(m_pszNome, "AbreConsulta");
         if (FAILED(hr))
             return hr;
+        if (!FiltroLimpo(filtro))
+            return E_INVALIDARG;
         // The handle's buffer carries the query's number; the receiver frees it.
         auto* pBuffer = AlocaArray<ULONG>(1);
         if (!pBuffer)
@@ -278,6 +277,8 @@ public:
         HRESULT hr = m_pEstado->Chamada(m_pszNome, "LePosicoes");
         if (FAILED(hr))
             return hr;
+        if (!FiltroLimpo(filtro))
+            return E_INVALIDARG;
         const std::vector<std::size_t> achados = m_pEstado->Filtra(filtro);
         return DevolveArray<_REG_PONTEIRO_APONTAMENTO_PS>(
             *m_pEstado, m_pszNome, "LePosicoes", achados.size(),
@@ -383,7 +384,7 @@ public:
         HRESULT hr = m_pEstado->Chamada(m_pszNome, "LeItens");
         if (FAILED(hr))
             return hr;
-        const Contrato* c = ProcuraContrato(m_pEstado->Dados(), pontContr);
+        const Contrato* c = m_pEstado->ProcuraContrato(pontContr);
         const bool bAMais =
             m_pEstado->Hostil(m_pszNome, "LeItens", ETipoHostil::ItensMaiorQueOArray);
         return DevolveArray<_REG_ITEM_CONTRATO_PS>(
@@ -401,7 +402,7 @@ public:
         HRESULT hr = m_pEstado->Chamada(m_pszNome, "LeContrato");
         if (FAILED(hr))
             return hr;
-        const Contrato* c = ProcuraContrato(m_pEstado->Dados(), pontContr);
+        const Contrato* c = m_pEstado->ProcuraContrato(pontContr);
         if (!c)
             return kNaoEncontrado;
         TextoParaCampo(pContrato->codigo, sizeof pContrato->codigo, c->codigo.c_str());
@@ -415,7 +416,7 @@ public:
             r.pontContr = c->ponteiro;
             r.item = static_cast<ULONG>(i + 1);
             r.codigoFaixa = c->faixas[i].codigo;
-            if (const Faixa* f = ProcuraFaixa(m_pEstado->Dados(), r.codigoFaixa))
+            if (const Faixa* f = m_pEstado->ProcuraFaixa(r.codigoFaixa))
                 r.servico = f->servico;
             hr = PreencheClassificacoes(c->faixas[i].classificacoes, r.classificacoes,
                                         r.qtdClassificacoes);
@@ -462,7 +463,7 @@ public:
             return hr;
         std::vector<const Faixa*> achadas;
         for (ULONG i = 0; i < nQtd; ++i)
-            if (const Faixa* f = ProcuraFaixa(m_pEstado->Dados(), pCodigos[i]))
+            if (const Faixa* f = m_pEstado->ProcuraFaixa(pCodigos[i]))
                 achadas.push_back(f);
         return DevolveArray<REG_FAIXA_PS>(
             *m_pEstado, m_pszNome, "LeFaixas", achadas.size(),
@@ -477,7 +478,7 @@ public:
         HRESULT hr = m_pEstado->Chamada(m_pszNome, "LeFaixa");
         if (FAILED(hr))
             return hr;
-        const Faixa* f = ProcuraFaixa(m_pEstado->Dados(), codigo);
+        const Faixa* f = m_pEstado->ProcuraFaixa(codigo);
         if (!f)
             return kNaoEncontrado;
         hr = PreencheFaixa(*f, *pFaixa);
@@ -593,21 +594,39 @@ CEstadoAmostra::CEstadoAmostra(CDadosAmostra dados)
     for (const Apontamento& a : m_dados.apontamentos) {
         m_bPrimeiroNaPosicao.push_back(m_porPosicao.emplace(Posicao(a.ma, a.ponteiro), &a).second);
         m_imagens.push_back(ImagemDe(a));
+        m_porContrato[a.pontContr].push_back(m_chaves.size());
         m_chaves.push_back({a.pontContr, a.ponteiro, a.ma});
         m_inicioItens.push_back(m_itens.size());
         m_itens.insert(m_itens.end(), a.itens.begin(), a.itens.end());
     }
     m_inicioItens.push_back(m_itens.size());
+    for (const Contrato& c : m_dados.contratos)
+        m_contratos.emplace(c.ponteiro, &c);
+    for (const Faixa& f : m_dados.faixas)
+        m_faixas.emplace(f.codigo, &f);
 }
 
 std::vector<std::size_t> CEstadoAmostra::Filtra(const _REG_FILTRO_APONTAMENTOS_PS& filtro) const {
     std::vector<std::size_t> achados;
-    for (std::size_t i = 0; i < m_chaves.size(); ++i) {
+    const auto doContrato = m_porContrato.find(filtro.pontContr);
+    if (doContrato == m_porContrato.end())
+        return achados;
+    for (const std::size_t i : doContrato->second) {
         const Chave& c = m_chaves[i];
-        if (c.pontContr == filtro.pontContr && c.ma >= filtro.maInicial && c.ma <= filtro.maFinal)
+        if (c.ma >= filtro.maInicial && c.ma <= filtro.maFinal)
             achados.push_back(i);
     }
     return achados;
+}
+
+const Contrato* CEstadoAmostra::ProcuraContrato(ULONG ponteiro) const {
+    const auto it = m_contratos.find(ponteiro);
+    return it == m_contratos.end() ? nullptr : it->second;
+}
+
+const Faixa* CEstadoAmostra::ProcuraFaixa(ULONG codigo) const {
+    const auto it = m_faixas.find(codigo);
+    return it == m_faixas.end() ? nullptr : it->second;
 }
 
 const Apontamento* CEstadoAmostra::NaPosicao(WORD ma, ULONG ponteiro) const {

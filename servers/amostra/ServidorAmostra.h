@@ -55,6 +55,10 @@ public:
     // (as LePosicoes gives them) are found without a look-up each.
     static constexpr std::size_t kNenhum = static_cast<std::size_t>(-1);
     std::size_t IndiceNaPosicao(WORD ma, ULONG ponteiro, std::size_t& nProximo) const;
+    // The contract with an internal number, and the range definition of a code (the first one
+    // the data set holds), or null.
+    const Contrato* ProcuraContrato(ULONG ponteiro) const;
+    const Faixa* ProcuraFaixa(ULONG codigo) const;
     // Counts the call and answers the scripted fault's HRESULT for it, or S_OK.
     HRESULT Chamada(const char* pszServidor, const char* pszOperacao);
     // Replaces the scripted faults and starts the counts again.
@@ -76,12 +80,17 @@ public:
 
 private:
     const CDadosAmostra m_dados;
+    // Indexes built once and only read afterwards, so that any number of threads may look up at
+    // once and a month of many contracts costs each call its own contract's records only.
     std::unordered_map<unsigned long long, const Apontamento*> m_porPosicao;
     std::vector<bool> m_bPrimeiroNaPosicao; // per record: the one its position names
     std::vector<_REG_APONTAMENTO_PS> m_imagens;
     std::vector<Chave> m_chaves;
     std::vector<ItemApontamento> m_itens;
     std::vector<std::size_t> m_inicioItens; // per record, and one past the last
+    std::unordered_map<ULONG, std::vector<std::size_t>> m_porContrato; // record indices
+    std::unordered_map<ULONG, const Contrato*> m_contratos;
+    std::unordered_map<ULONG, const Faixa*> m_faixas;
 
     mutable std::mutex m_mutex;
     std::map<std::string, int> m_chamadas;

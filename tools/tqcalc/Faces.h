@@ -7,12 +7,17 @@
 #include <nlohmann/json.hpp>
 
 #include <string>
+#include <string_view>
 
 namespace tq::calc {
 
 // The `--json` form, in a fixed shape: {"apontamentos": {...}, "faixas": {...}, "totalNota",
 // "avisos"} (a calculation not run is left out; "totalNota" is null without an invoice).
 nlohmann::ordered_json ParaJson(const CResultado& r);
+// The same, compact (as ParaJson(r).dump() writes it), appended to `s`.
+void AcrescentaJson(std::string& s, const CResultado& r);
+// A UTF-8 text inside JSON quotes, escaped as nlohmann's dump escapes it.
+void AcrescentaEscapado(std::string& s, std::string_view utf8);
 nlohmann::ordered_json LinhasApontamentos(const CCalculoApontamentos::CArrayCalculados& linhas);
 nlohmann::ordered_json ItensFaixa(const CArrayItensFaixa& itens);
 

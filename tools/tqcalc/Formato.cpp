@@ -34,8 +34,30 @@ std::string NomeDoStatus(HRESULT hr) {
     return texto;
 }
 
+void AcrescentaQuantia(std::string& s, LONGLONG bruto, int nDecimais) {
+    // CGeCurrencyEx::TextoDecimal's text, without its formatting machinery: a month's run writes
+    // thousands of amounts a second.
+    unsigned long long modulo = bruto < 0 ? 0 - static_cast<unsigned long long>(bruto)
+                                          : static_cast<unsigned long long>(bruto);
+    char t[48];
+    char* p = t + sizeof t;
+    int n = 0;
+    do {
+        if (n == nDecimais && nDecimais > 0)
+            *--p = '.';
+        *--p = static_cast<char>('0' + modulo % 10);
+        modulo /= 10;
+        ++n;
+    } while (modulo || n <= nDecimais);
+    if (bruto < 0)
+        *--p = '-';
+    s.append(p, static_cast<std::size_t>(t + sizeof t - p));
+}
+
 std::string Quantia(LONGLONG bruto, int nDecimais) {
-    return CGeCurrencyEx::TextoDecimal(bruto, nDecimais).str();
+    std::string s;
+    AcrescentaQuantia(s, bruto, nDecimais);
+    return s;
 }
 
 std::string Brasileiro(const CExato& v, int nDecimais) {

@@ -14,8 +14,10 @@ std::string Status(HRESULT hr);
 // "0x800706BA RPC_S_SERVER_UNAVAILABLE" with every name the library knows for the value: its
 // symbolic name, the Win32 code's name, the facility and the suite's own description.
 std::string NomeDoStatus(HRESULT hr);
-// Plain decimal with every decimal: "1234.5678" (files, JSON).
+// Plain decimal with every decimal: "1234.5678" (files, JSON), as CGeCurrencyEx::TextoDecimal
+// writes it; nDecimais from 0 to 18.
 std::string Quantia(LONGLONG bruto, int nDecimais = 4);
+void AcrescentaQuantia(std::string& s, LONGLONG bruto, int nDecimais);
 // The Brazilian form, every decimal kept: "1.234,5678", "-0,50".
 std::string Brasileiro(LONGLONG bruto, int nDecimais);
 std::string Brasileiro(const CExato& v, int nDecimais);

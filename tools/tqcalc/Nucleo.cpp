@@ -255,7 +255,7 @@ public:
         for (const CItemCalculoFaixaMedicao& s : r.servicos) {
             CServicoFaturado f;
             f.bRepetido = !faturados.insert(s.Servico).second;
-            f.valor = CentavosDe(CExato(s.Valor.int64) * CExato(s.Quantidade.int64), 8);
+            f.valor = ValorFaturado(s.Valor.int64, s.Quantidade.int64);
             Cabe(CAviso::Nota, s.Servico, "o valor do serviço faturado (quantidade × preço médio)",
                  f.valor);
             CExato bandas;
@@ -426,6 +426,10 @@ void Calcula(const std::string& codigoContrato, ULONG pontContr, CTQMa mes, CRes
     verificacao.Apontamentos();
     verificacao.Faixas();
     verificacao.Nota();
+}
+
+CExato ValorFaturado(LONGLONG precoMedio, LONGLONG quantidade) {
+    return CentavosDe(CExato(precoMedio) * CExato(quantidade), 8);
 }
 
 int CodigoDeSaida(const CResultado& r) {

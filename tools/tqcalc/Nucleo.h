@@ -148,6 +148,10 @@ struct CResultado {
 // Runs the chosen calculations against the registered servers, heard through a CEscopoEscuta.
 void Calcula(const std::string& codigoContrato, ULONG pontContr, CTQMa mes, CResultado& r);
 
+// A condensed service line of the ranges calculation as the invoice values it: its quantity x its
+// weighted price, rounded to cents half away from zero (a four-decimal raw value, exact).
+CExato ValorFaturado(LONGLONG precoMedio, LONGLONG quantidade);
+
 // 0 done; 1 a calculation failed; 3 an amount the money type cannot hold (which outweighs a
 // failure: a wrong figure is worse than none).
 int CodigoDeSaida(const CResultado& r);

@@ -30,6 +30,9 @@ de estar ali e o total da nota.
   tqcalc --gravar CASO.json --contrato 12345 --mes 03/2024
                                              grava o que os servidores têm do contrato no mês
                                              como um cenário, para reproduzir em qualquer lugar
+  tqcalc MES.json --contrato 12345 --mes 03/2024
+                                             um contrato de um cenário com vários
+  tqcalc lote ... / tqcalc junta ...         o mês inteiro (tqcalc lote --help)
   tqcalc CENARIO.json --mes 03/2024 --extrato EXTRATO.html
                                              também escreve o extrato do cliente: uma página
                                              HTML para mandar por e-mail ou imprimir
@@ -88,6 +91,8 @@ int main(int argc, char** argv) {
                    "escreve também o extrato do cliente, uma página HTML (o texto ou o JSON "
                    "continuam na saída)")
         ->type_name("ARQUIVO.html");
+    tq::calc::CComandosLote lote;
+    tq::calc::AcrescentaComandosLote(app, lote);
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
@@ -97,6 +102,13 @@ int main(int argc, char** argv) {
         Sai(kErroNaEntrada,
             tq::calc::MensagemDaLinhaDeComando(e) + " (tqcalc --help mostra as opções)");
     }
+    if (*lote.lote) {
+        if (!lote.threads.empty() && !tq::calc::LeThreads(lote.threads, lote.opcoes.nThreads))
+            Sai(kErroNaEntrada, "--threads: \"" + lote.threads + "\" não é um número de 1 a 1024");
+        return tq::calc::ExecutaLote(lote.opcoes);
+    }
+    if (*lote.junta)
+        return tq::calc::Junta(lote.pastas, lote.saidaJunta, lote.conferirJunta);
     if (const std::string engolida = tq::calc::OpcaoQueEngoliuOutra(app); !engolida.empty())
         Sai(kErroNaEntrada, engolida);
     if (mes.empty())
@@ -106,10 +118,11 @@ int main(int argc, char** argv) {
         Sai(kErroNaEntrada, "--mes: \"" + mes + "\" não é um mês MM/AAAA");
     if (!so.empty() && so != "apontamentos" && so != "faixas")
         Sai(kErroNaEntrada, "--so: \"" + so + "\" não é apontamentos nem faixas");
-    if (cenario.empty() == contrato.empty())
-        Sai(kErroNaEntrada, "dê um arquivo de cenário ou --contrato, um dos dois");
-    if (!gravar.empty() && contrato.empty())
-        Sai(kErroNaEntrada, "--gravar grava dos servidores desta máquina: dê --contrato");
+    if (cenario.empty() && contrato.empty())
+        Sai(kErroNaEntrada, "dê um arquivo de cenário ou --contrato");
+    if (!gravar.empty() && (contrato.empty() || !cenario.empty()))
+        Sai(kErroNaEntrada,
+            "--gravar grava dos servidores desta máquina: dê --contrato, sem cenário");
     if (!extrato.empty() && !gravar.empty())
         Sai(kErroNaEntrada, "--extrato mostra um mês calculado; --gravar não calcula");
     if (!extrato.empty() && !so.empty())
@@ -125,9 +138,23 @@ int main(int argc, char** argv) {
         if (dados.contratos.empty())
             Sai(kErroNaEntrada, cenario + ": contrato: o cenário não tem contrato");
     }
-    const ULONG pontContr =
-        cenario.empty() ? tq::amostra::PonteiroDoCodigo(contrato) : dados.contratos[0].ponteiro;
-    const std::string codigo = cenario.empty() ? contrato : tq::ParaUtf8(dados.contratos[0].codigo);
+    // With a scenario, --contrato chooses one of its contracts (the only one, if it has one).
+    std::size_t escolhido = 0;
+    if (!cenario.empty() && !contrato.empty()) {
+        while (escolhido < dados.contratos.size() &&
+               tq::ParaUtf8(dados.contratos[escolhido].codigo) != contrato)
+            ++escolhido;
+        if (escolhido == dados.contratos.size())
+            Sai(kErroNaEntrada, cenario + ": o cenário não tem o contrato \"" + contrato + "\"");
+    } else if (!cenario.empty() && dados.contratos.size() > 1) {
+        Sai(kErroNaEntrada, cenario + ": o cenário tem " + std::to_string(dados.contratos.size()) +
+                                " contratos: escolha um com --contrato CÓDIGO, ou fature todos com "
+                                "tqcalc lote");
+    }
+    const ULONG pontContr = cenario.empty() ? tq::amostra::PonteiroDoCodigo(contrato)
+                                            : dados.contratos[escolhido].ponteiro;
+    const std::string codigo =
+        cenario.empty() ? contrato : tq::ParaUtf8(dados.contratos[escolhido].codigo);
     // Opened before anything is computed: a path that cannot be written is a mistake in the
     // command line.
     std::ofstream arquivoExtrato;
@@ -179,8 +206,8 @@ int main(int argc, char** argv) {
             r.bApontamentos = so != "faixas";
             r.bFaixas = so != "apontamentos";
             if (!cenario.empty())
-                r.cliente = {tq::ParaUtf8(dados.contratos[0].clienteNome),
-                             tq::ParaUtf8(dados.contratos[0].clienteDocumento)};
+                r.cliente = {tq::ParaUtf8(dados.contratos[escolhido].clienteNome),
+                             tq::ParaUtf8(dados.contratos[escolhido].clienteDocumento)};
             tq::calc::Calcula(codigo, pontContr, ma, r);
             if (!cenario.empty())
                 if (const std::string falha = FalhaQueNaoDisparou(dados, amostra.Estado());
