@@ -1,4 +1,4 @@
-#include "tqlibex/AlocadorTarefas.h"
+#include "tqlibex/com/AlocadorTarefas.h"
 
 #include "support/EspiaContadora.h"
 

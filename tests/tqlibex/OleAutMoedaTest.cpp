@@ -4,8 +4,8 @@
 #include "support/VetoresOleAut.h"
 
 #include "support/Tabela.h"
-#include "tqlibex/OleAutMoeda.h"
-#include "tqlibex/Plataforma.h"
+#include "tqlibex/money/OleAutMoeda.h"
+#include "tqlibex/system/Plataforma.h"
 
 #include <MoedaPlataforma.h>
 
