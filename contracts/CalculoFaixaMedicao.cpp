@@ -1,7 +1,7 @@
 #include "contracts/CalculoFaixaMedicao.h"
 
 #include "foundation/GeCurrencyEx.h"
-#include "tqlibex/MapaPorChave.h"
+#include "tqlibex/base/MapaPorChave.h"
 
 #include <cstring>
 #include <utility>

@@ -22,8 +22,8 @@
 #include "contracts/RegContratoPs.h"
 #include "foundation/TQDma.h"
 #include "servers/RegistrosGE.h"
-#include "tqlibex/GeArrayEx.h"
-#include "tqlibex/TQComPtr.h"
+#include "tqlibex/base/GeArrayEx.h"
+#include "tqlibex/com/TQComPtr.h"
 
 class CCalculoFaixaMedicao : public CGeParametrosConexao {
 public:

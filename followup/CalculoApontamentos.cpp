@@ -2,7 +2,7 @@
 
 #include "contracts/GeRateio.h"
 #include "foundation/GeCurrencyEx.h"
-#include "tqlibex/UInt128.h"
+#include "tqlibex/base/UInt128.h"
 
 #include <MoedaPlataforma.h>
 

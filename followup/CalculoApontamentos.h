@@ -19,12 +19,12 @@
 #include "contracts/RegItemContrato.h"
 #include "foundation/TQDma.h"
 #include "servers/RegistrosGE.h"
-#include "tqlibex/GeArrayEx.h"
-#include "tqlibex/GeArrayExGravaLog.h"
-#include "tqlibex/GeInicializa.h"
-#include "tqlibex/MapaPorChave.h"
-#include "tqlibex/TQComPtr.h"
-#include "tqlibex/TQString.h"
+#include "tqlibex/base/GeArrayEx.h"
+#include "tqlibex/base/MapaPorChave.h"
+#include "tqlibex/base/TQString.h"
+#include "tqlibex/com/GeInicializa.h"
+#include "tqlibex/com/TQComPtr.h"
+#include "tqlibex/diagnostics/GeArrayExGravaLog.h"
 
 class CCalculoApontamentos : public CGeInicializa {
 public:

@@ -12,8 +12,8 @@
 // stored over the years were produced that way, and it stays.
 #pragma once
 
-#include "tqlibex/TQString.h"
-#include "tqlibex/WinTypes.h"
+#include "tqlibex/base/TQString.h"
+#include "tqlibex/base/WinTypes.h"
 
 #include <MoedaPlataforma.h>
 

@@ -1,6 +1,6 @@
 #include "servers/RegistrosGE.h"
 
-#include "tqlibex/AlocadorTarefas.h"
+#include "tqlibex/com/AlocadorTarefas.h"
 
 #include <ComApi.h>
 

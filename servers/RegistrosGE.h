@@ -7,8 +7,8 @@
 #include <ComApi.h>
 #include <TQGE.h>
 
-#include "tqlibex/AlocadorTarefas.h"
-#include "tqlibex/TQString.h"
+#include "tqlibex/base/TQString.h"
+#include "tqlibex/com/AlocadorTarefas.h"
 
 #include <cstddef>
 

@@ -1,6 +1,6 @@
 #include "servers/amostra/ServidorAmostra.h"
 
-#include "tqlibex/Processo.h"
+#include "tqlibex/system/Processo.h"
 
 #include <algorithm>
 #include <atomic>

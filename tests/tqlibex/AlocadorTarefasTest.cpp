@@ -1,4 +1,4 @@
-#include "tqlibex/AlocadorTarefas.h"
+#include "tqlibex/com/AlocadorTarefas.h"
 
 #include "servers/RegistrosGE.h"
 #include "support/EspiaContadora.h"

@@ -1,4 +1,4 @@
-#include "tqlibex/MapaPorChave.h"
+#include "tqlibex/base/MapaPorChave.h"
 
 #include "support/Tabela.h"
 

@@ -5,9 +5,9 @@
 
 #include "foundation/GeCurrencyEx.h"
 #include "support/Tabela.h"
-#include "tqlibex/OleAutMoeda.h"
-#include "tqlibex/Plataforma.h"
-#include "tqlibex/UInt128.h"
+#include "tqlibex/base/UInt128.h"
+#include "tqlibex/money/OleAutMoeda.h"
+#include "tqlibex/system/Plataforma.h"
 
 #include <MoedaPlataforma.h>
 
