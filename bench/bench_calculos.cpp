@@ -157,8 +157,9 @@ void BM_FazCalculoApontamentos(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * kRegistros * kItensPorRegistro);
 }
 
-// The ranges calculation over the same month. Every call keeps the month's measurement-entry
-// arrays, as the suite's calculation always did (about 57 MB here), so only a few calls run.
+// The ranges calculation over the same month: the records with their measurement entries (freed
+// once totalled), the 10^3 range definitions and the band lines. A fixed three calls per
+// repetition, as it always ran (the name scripts compare carries "/iterations:3").
 void BM_CalculaItensFaixas(benchmark::State& state) {
     Ambiente& mes = Mes();
     CCalculoFaixaMedicao calculo("", 0, 0);

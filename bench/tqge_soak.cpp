@@ -14,7 +14,7 @@
 #include "servers/amostra/CenarioAmostra.h"
 #include "servers/amostra/ServidorAmostra.h"
 #include "support/EspiaContadora.h"
-#include "tqlibex/Processo.h"
+#include "tqlibex/system/Processo.h"
 
 #include <cstdio>
 #include <cstdlib>

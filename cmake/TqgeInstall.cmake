@@ -1,6 +1,6 @@
 include(CMakePackageConfigHelpers)
 
-# Headers keep their folders under include/tqge; the platform folder's headers land beside them,
+# Headers keep their folders under include/tqge; the port headers land beside them,
 # so one include directory serves a consumer, as the build tree's three do.
 set(_tqge_dest ${CMAKE_INSTALL_INCLUDEDIR}/tqge)
 install(FILES include/tqge.h DESTINATION ${_tqge_dest})
@@ -9,7 +9,10 @@ foreach(_dir tqlibex foundation servers contracts followup)
         FILES_MATCHING PATTERN "*.h"
         PATTERN "posix" EXCLUDE PATTERN "win32" EXCLUDE)
 endforeach()
-install(DIRECTORY tqlibex/${TQGE_PLATFORM_DIR}/ DESTINATION ${_tqge_dest} FILES_MATCHING PATTERN "*.h")
+foreach(_dir ${TQGE_PORT_HEADER_DIRS})
+    install(DIRECTORY tqlibex/${_dir}/${TQGE_PLATFORM_DIR}/ DESTINATION ${_tqge_dest}
+        FILES_MATCHING PATTERN "*.h")
+endforeach()
 
 install(TARGETS tqge EXPORT tqgeTargets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(EXPORT tqgeTargets NAMESPACE tqge:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tqge)

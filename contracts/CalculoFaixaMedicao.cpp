@@ -1,7 +1,7 @@
 #include "contracts/CalculoFaixaMedicao.h"
 
 #include "foundation/GeCurrencyEx.h"
-#include "tqlibex/MapaPorChave.h"
+#include "tqlibex/base/MapaPorChave.h"
 
 #include <cstring>
 #include <utility>
@@ -45,7 +45,7 @@ tagCY CCalculoFaixaMedicao::CapacidadeDaBanda(LONG inferior, LONG superior) {
 }
 
 HRESULT CCalculoFaixaMedicao::GetMedicoes(ULONG contrato, CTQMa mes,
-                                          CArrayApontamentosPs& apontamentos) {
+                                          tq::CApontamentosRecebidos& apontamentos) {
     _REG_FILTRO_APONTAMENTOS_PS filtro;
     std::memset(&filtro, 0, sizeof filtro);
     filtro.maInicial = filtro.maFinal = mes.GetCompactado();
@@ -59,8 +59,7 @@ HRESULT CCalculoFaixaMedicao::GetMedicoes(ULONG contrato, CTQMa mes,
     _REG_APONTAMENTO_PS* p = nullptr;
     hr = m_pApontamentos->Busca(consulta, &n, &p);
     CoTaskMemFree(consulta.buffer);
-    // The measurement-entry arrays inside the records come along: the caller frees them.
-    return FAILED(hr) ? hr : tq::RecebeApontamentos(p, n, apontamentos);
+    return FAILED(hr) ? hr : apontamentos.Recebe(p, n);
 }
 
 HRESULT CCalculoFaixaMedicao::CalculaItens(CTQMa mes) {
@@ -72,20 +71,32 @@ HRESULT CCalculoFaixaMedicao::CalculaItens(CTQMa mes) {
     m_faixas.RemoveAll();
     m_itens.RemoveAll();
 
-    CArrayApontamentosPs apontamentos;
-    hr = GetMedicoes(m_contrato.GetPonteiroContrato(), mes, apontamentos);
-    if (FAILED(hr))
-        return hr;
     tq::detail::CMapaPorChave<tagCY> totais;
-    for (const _REG_APONTAMENTO_PS& apontamento : apontamentos)
-        for (ULONG i = 0; i < apontamento.qtdItens; ++i) {
-            bool bNovo;
-            tagCY& total = totais.Obtem(apontamento.itens[i].servico, tagCY{}, bNovo);
-            total = Soma(total, apontamento.itens[i].quantidade);
+    {
+        tq::CApontamentosRecebidos apontamentos;
+        hr = GetMedicoes(m_contrato.GetPonteiroContrato(), mes, apontamentos);
+        if (FAILED(hr))
+            return hr;
+        // Each record's entries are held to their block, totalled and freed while they are at
+        // hand; nobody else can reach them. The records go at the end of this block.
+        _REG_APONTAMENTO_PS* p = apontamentos.begin();
+        for (ULONG r = 0; r < apontamentos.GetSize(); ++r) {
+            tq::detail::AdiantaItens(p, apontamentos.GetSize(), r);
+            _REG_APONTAMENTO_PS& apontamento = p[r];
+            if (!tq::CApontamentosRecebidos::ItensChegaram(apontamento))
+                return tq::kDadosRuins;
+            for (ULONG i = 0; i < apontamento.qtdItens; ++i) {
+                const _REG_ITEM_APONTAMENTO_PS& item = apontamento.itens[i];
+                tagCY* pTotal = totais.Procura(item.servico);
+                if (!pTotal) {
+                    bool bNovo;
+                    pTotal = &totais.Obtem(item.servico, tagCY{}, bNovo);
+                }
+                *pTotal = Soma(*pTotal, item.quantidade);
+            }
+            apontamentos.LiberaItens(apontamento);
         }
-    // The entries are done with once totalled, and nobody else can reach them.
-    for (_REG_APONTAMENTO_PS& apontamento : apontamentos)
-        CoTaskMemFree(std::exchange(apontamento.itens, nullptr));
+    }
 
     // Each of the contract's ranges gets the whole total of its service: two ranges of one
     // service both bill all of it.

@@ -22,8 +22,8 @@
 #include "contracts/RegContratoPs.h"
 #include "foundation/TQDma.h"
 #include "servers/RegistrosGE.h"
-#include "tqlibex/GeArrayEx.h"
-#include "tqlibex/TQComPtr.h"
+#include "tqlibex/base/GeArrayEx.h"
+#include "tqlibex/com/TQComPtr.h"
 
 class CCalculoFaixaMedicao : public CGeParametrosConexao {
 public:
@@ -58,7 +58,8 @@ public:
     static tagCY CapacidadeDaBanda(LONG inferior, LONG superior);
 
 protected:
-    HRESULT GetMedicoes(ULONG contrato, CTQMa mes, CArrayApontamentosPs& apontamentos);
+    // The month's time records with their measurement entries, where the server put them.
+    HRESULT GetMedicoes(ULONG contrato, CTQMa mes, tq::CApontamentosRecebidos& apontamentos);
     // Pours one service's quantity into the range's bands, in the order they come (their bounds
     // give only their widths); see CalculoFaixaMedicao.cpp.
     void AdicionaItemPorFaixa(tagCY quantidade, const tagREG_FAIXA_PS& faixa,

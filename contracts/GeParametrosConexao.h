@@ -3,7 +3,7 @@
 #pragma once
 
 #include "servers/RegistrosGE.h"
-#include "tqlibex/TQString.h"
+#include "tqlibex/base/TQString.h"
 
 class CGeParametrosConexao {
 public:

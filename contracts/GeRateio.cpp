@@ -1,6 +1,6 @@
 #include "contracts/GeRateio.h"
 
-#include "tqlibex/UInt128.h"
+#include "tqlibex/base/UInt128.h"
 
 namespace {
 

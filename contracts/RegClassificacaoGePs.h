@@ -3,8 +3,8 @@
 #pragma once
 
 #include "servers/RegistrosGE.h"
-#include "tqlibex/GeArrayEx.h"
-#include "tqlibex/TQString.h"
+#include "tqlibex/base/GeArrayEx.h"
+#include "tqlibex/base/TQString.h"
 
 class CRegClassificacaoGePs {
 public:

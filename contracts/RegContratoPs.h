@@ -4,8 +4,8 @@
 
 #include "contracts/RegFaixaContratoPs.h"
 #include "servers/RegistrosGE.h"
-#include "tqlibex/GeArrayEx.h"
-#include "tqlibex/TQString.h"
+#include "tqlibex/base/GeArrayEx.h"
+#include "tqlibex/base/TQString.h"
 
 class CRegContratoPs {
 public:

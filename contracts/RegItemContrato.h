@@ -5,7 +5,7 @@
 
 #include "contracts/RegClassificacaoGePs.h"
 #include "servers/RegistrosGE.h"
-#include "tqlibex/TQString.h"
+#include "tqlibex/base/TQString.h"
 
 class CRegItemContrato {
 public:

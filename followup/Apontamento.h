@@ -6,8 +6,8 @@
 #include "followup/ItemApontamento.h"
 #include "foundation/TQDma.h"
 #include "servers/RegistrosGE.h"
-#include "tqlibex/GeArrayEx.h"
-#include "tqlibex/TQString.h"
+#include "tqlibex/base/GeArrayEx.h"
+#include "tqlibex/base/TQString.h"
 
 class CApontamento {
 public:

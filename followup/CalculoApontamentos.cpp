@@ -2,7 +2,7 @@
 
 #include "contracts/GeRateio.h"
 #include "foundation/GeCurrencyEx.h"
-#include "tqlibex/UInt128.h"
+#include "tqlibex/base/UInt128.h"
 
 #include <MoedaPlataforma.h>
 
@@ -65,7 +65,7 @@ HRESULT CCalculoApontamentos::LeItens(ULONG contrato) {
 }
 
 HRESULT CCalculoApontamentos::GetApontamentos(ULONG contrato, CTQMa ma,
-                                              CArrayApontamentosPs& apontamentos) {
+                                              tq::CApontamentosRecebidos& apontamentos) {
     _REG_FILTRO_APONTAMENTOS_PS filtro;
     std::memset(&filtro, 0, sizeof filtro);
     filtro.pontContr = contrato;
@@ -84,63 +84,105 @@ HRESULT CCalculoApontamentos::GetApontamentos(ULONG contrato, CTQMa ma,
     _REG_APONTAMENTO_PS* p = nullptr;
     hr = m_pApontamentos->LeApontamentos(nPosicoes, pPosicoes, &n, &p);
     CoTaskMemFree(pPosicoes);
-    return FAILED(hr) ? hr : tq::RecebeApontamentos(p, n, apontamentos);
+    return FAILED(hr) ? hr : apontamentos.Recebe(p, n);
 }
+
+// The month's totals built one record at a time. An item costs one look-up: the index's entry
+// holds its service's running total itself (one place in memory per item, in a table that
+// stays in the cache) and the position its total takes, in the order the services first
+// occur. The totals are laid out once the month is through.
+class CCalculoApontamentos::CTotalizador {
+public:
+    explicit CTotalizador(tq::detail::CMapaPorChave<ACUMULADO_SERVICO>& porServico)
+        : m_porServico(porServico) {
+        m_porServico.Limpa();
+    }
+    void Adiciona(const _REG_APONTAMENTO_PS& apontamento) {
+        const _REG_ITEM_APONTAMENTO_PS* pItens = apontamento.itens;
+        for (ULONG i = 0; i < apontamento.qtdItens; ++i) {
+            const _REG_ITEM_APONTAMENTO_PS& item = pItens[i];
+            ACUMULADO_SERVICO* pTotal = m_porServico.Procura(item.servico);
+            if (!pTotal)
+                pTotal = Novo(item.servico);
+            // Plain 64-bit additions of the raw values, wrapping as the raw arithmetic does.
+            pTotal->descTotal =
+                static_cast<LONGLONG>(static_cast<unsigned long long>(pTotal->descTotal) +
+                                      static_cast<unsigned long long>(item.descTotal.int64));
+            pTotal->quantidade =
+                static_cast<LONGLONG>(static_cast<unsigned long long>(pTotal->quantidade) +
+                                      static_cast<unsigned long long>(item.quantidade.int64));
+        }
+    }
+    // The totals, each at its service's position.
+    void Conclui(CArrayTotais& totais) const {
+        totais.SetSize(static_cast<INT_PTR>(m_porServico.Tamanho()));
+        REG_ITEM_APONTAMENTO* p = totais.GetData();
+        m_porServico.ParaCada([p](ULONG servico, const ACUMULADO_SERVICO& a) {
+            REG_ITEM_APONTAMENTO& total = p[a.posicao];
+            total.quantidade.int64 = a.quantidade;
+            total.descTotal.int64 = a.descTotal;
+            total.servico = servico;
+            total.reservado = 0;
+        });
+    }
+
+private:
+    // A service seen for the first time: its total starts at zero, at the next position.
+    [[gnu::noinline]] ACUMULADO_SERVICO* Novo(ULONG servico) {
+        bool bNovo;
+        return &m_porServico.Obtem(servico, {0, 0, static_cast<int>(m_porServico.Tamanho())},
+                                   bNovo);
+    }
+
+    tq::detail::CMapaPorChave<ACUMULADO_SERVICO>& m_porServico;
+};
 
 HRESULT CCalculoApontamentos::GetQuantidadeApontamentos(ULONG contrato, CTQMa ma,
                                                         CArrayTotais& totais) {
-    CArrayApontamentosPs apontamentos;
+    tq::CApontamentosRecebidos apontamentos;
     const HRESULT hr = GetApontamentos(contrato, ma, apontamentos);
     if (FAILED(hr))
         return hr;
-    TotalizaPorServico(apontamentos, totais, m_indiceTotais);
-    LiberarMemoriaApontamentosPs(apontamentos);
+    // Each record's items are held to their block, totalled and freed while they are at hand.
+    CTotalizador totalizador(m_totaisPorServico);
+    _REG_APONTAMENTO_PS* p = apontamentos.begin();
+    for (ULONG i = 0; i < apontamentos.GetSize(); ++i) {
+        tq::detail::AdiantaItens(p, apontamentos.GetSize(), i);
+        if (!tq::CApontamentosRecebidos::ItensChegaram(p[i])) {
+            m_totaisPorServico.Limpa();
+            return tq::kDadosRuins;
+        }
+        totalizador.Adiciona(p[i]);
+        apontamentos.LiberaItens(p[i]);
+    }
+    totalizador.Conclui(totais);
     return S_OK;
 }
 
 void CCalculoApontamentos::TotalizaPorServico(const CArrayApontamentosPs& apontamentos,
                                               CArrayTotais& totais,
                                               tq::detail::CMapaPorChave<int>& indice) {
-    totais.RemoveAll();
-    indice.Limpa();
-    // Each service's running total lives in the index's own entry, so that an item costs one
-    // look-up; the totals then take their places in the order the services first occurred.
-    tq::detail::CMapaPorChave<REG_ITEM_APONTAMENTO> acumulados;
-    std::vector<ULONG> ordem;
-    for (const _REG_APONTAMENTO_PS& apontamento : apontamentos) {
-        for (ULONG i = 0; i < apontamento.qtdItens; ++i) {
-            const _REG_ITEM_APONTAMENTO_PS& item = apontamento.itens[i];
-            bool bNovo;
-            REG_ITEM_APONTAMENTO& total =
-                acumulados.Obtem(item.servico, {{}, {}, item.servico, 0}, bNovo);
-            if (bNovo)
-                ordem.push_back(item.servico);
-            // Plain 64-bit additions of the raw values, wrapping as the raw arithmetic does.
-            total.descTotal.int64 =
-                static_cast<LONGLONG>(static_cast<unsigned long long>(total.descTotal.int64) +
-                                      static_cast<unsigned long long>(item.descTotal.int64));
-            total.quantidade.int64 =
-                static_cast<LONGLONG>(static_cast<unsigned long long>(total.quantidade.int64) +
-                                      static_cast<unsigned long long>(item.quantidade.int64));
-        }
+    tq::detail::CMapaPorChave<ACUMULADO_SERVICO> porServico;
+    CTotalizador totalizador(porServico);
+    const _REG_APONTAMENTO_PS* p = apontamentos.GetData();
+    const ULONG n = static_cast<ULONG>(apontamentos.GetSize());
+    for (ULONG i = 0; i < n; ++i) {
+        tq::detail::AdiantaItens(p, n, i);
+        totalizador.Adiciona(p[i]);
     }
-    totais.SetSize(static_cast<INT_PTR>(ordem.size()));
-    for (std::size_t i = 0; i < ordem.size(); ++i) {
+    totalizador.Conclui(totais);
+    // In the totals' order: in the table's own order the codes would come sorted by their slots,
+    // and each would go to the end of one growing run of the index's still small table.
+    indice.Limpa();
+    for (INT_PTR i = 0; i < totais.GetSize(); ++i) {
         bool bNovo;
-        totais[static_cast<INT_PTR>(i)] = *acumulados.Procura(ordem[i]);
-        indice.Obtem(ordem[i], static_cast<int>(i), bNovo);
+        indice.Obtem(totais.GetData()[i].servico, static_cast<int>(i), bNovo);
     }
 }
 
 int CCalculoApontamentos::ProcurarItemApontamento(ULONG servico, const CArrayTotais& totais) const {
-    const int* i = m_indiceTotais.Procura(servico);
-    return i && *i < totais.GetSize() ? *i : -1;
-}
-
-void CCalculoApontamentos::LiberarMemoriaApontamentosPs(CArrayApontamentosPs& apontamentos) {
-    for (_REG_APONTAMENTO_PS& apontamento : apontamentos)
-        CoTaskMemFree(std::exchange(apontamento.itens, nullptr));
-    apontamentos.RemoveAll();
+    const ACUMULADO_SERVICO* a = m_totaisPorServico.Procura(servico);
+    return a && a->posicao < totais.GetSize() ? a->posicao : -1;
 }
 
 tagCY CCalculoApontamentos::Valor(tagCY precoUnitario, tagCY quantidade) {
@@ -269,10 +311,15 @@ HRESULT CCalculoApontamentos::GetCodigosApontamentos(ULONG contrato, CTQMa ma, C
     codigos.Empty();
     if (!IsInicializado())
         return S_OK;
-    CArrayApontamentosPs apontamentos;
+    tq::CApontamentosRecebidos apontamentos;
     const HRESULT hr = GetApontamentos(contrato, ma, apontamentos);
     if (FAILED(hr))
         return hr;
+    // The codes alone are read: the item arrays are only freed.
+    for (const _REG_APONTAMENTO_PS& apontamento : apontamentos) {
+        if (!tq::CApontamentosRecebidos::ItensChegaram(apontamento))
+            return tq::kDadosRuins;
+    }
     for (const _REG_APONTAMENTO_PS& apontamento : apontamentos) {
         if (apontamento.listarNF != 1)
             continue;
@@ -280,7 +327,6 @@ HRESULT CCalculoApontamentos::GetCodigosApontamentos(ULONG contrato, CTQMa ma, C
             codigos += " - ";
         codigos += tq::TextoDoCampo(apontamento.apontamento, sizeof apontamento.apontamento);
     }
-    LiberarMemoriaApontamentosPs(apontamentos);
     return S_OK;
 }
 

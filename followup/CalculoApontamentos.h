@@ -19,12 +19,12 @@
 #include "contracts/RegItemContrato.h"
 #include "foundation/TQDma.h"
 #include "servers/RegistrosGE.h"
-#include "tqlibex/GeArrayEx.h"
-#include "tqlibex/GeArrayExGravaLog.h"
-#include "tqlibex/GeInicializa.h"
-#include "tqlibex/MapaPorChave.h"
-#include "tqlibex/TQComPtr.h"
-#include "tqlibex/TQString.h"
+#include "tqlibex/base/GeArrayEx.h"
+#include "tqlibex/base/MapaPorChave.h"
+#include "tqlibex/base/TQString.h"
+#include "tqlibex/com/GeInicializa.h"
+#include "tqlibex/com/TQComPtr.h"
+#include "tqlibex/diagnostics/GeArrayExGravaLog.h"
 
 class CCalculoApontamentos : public CGeInicializa {
 public:
@@ -78,11 +78,17 @@ protected:
 private:
     HRESULT InicializarServidores();
     HRESULT LeItens(ULONG contrato);
-    HRESULT GetApontamentos(ULONG contrato, CTQMa ma, CArrayApontamentosPs& apontamentos);
+    // A service's running total of the month, and its total's position among the totals.
+    struct ACUMULADO_SERVICO {
+        LONGLONG quantidade;
+        LONGLONG descTotal;
+        int posicao;
+    };
+    class CTotalizador;
+    HRESULT GetApontamentos(ULONG contrato, CTQMa ma, tq::CApontamentosRecebidos& apontamentos);
     HRESULT GetQuantidadeApontamentos(ULONG contrato, CTQMa ma, CArrayTotais& totais);
     // The position of the service's total, or -1; through the index the totals were built with.
     int ProcurarItemApontamento(ULONG servico, const CArrayTotais& totais) const;
-    static void LiberarMemoriaApontamentosPs(CArrayApontamentosPs& apontamentos);
     // Appends one line for the item; E_OUTOFMEMORY when its blocks cannot be made.
     static HRESULT AdicionaLinha(const CRegItemContrato& item, tagCY quantidade, tagCY preco,
                                  tagCY desconto, const char* pszDescricao,
@@ -93,5 +99,6 @@ private:
     CArrayItensContrato m_itens;
     CGeArrayExGravaLog m_gravaLog;
     _REG_CONEXAO_PS m_login;
-    tq::detail::CMapaPorChave<int> m_indiceTotais; // service -> its total's position
+    // Service -> its running total and its total's position; kept from month to month.
+    tq::detail::CMapaPorChave<ACUMULADO_SERVICO> m_totaisPorServico;
 };

@@ -4,8 +4,8 @@
 
 #include "foundation/TQDma.h"
 #include "servers/RegistrosGE.h"
-#include "tqlibex/TQString.h"
-#include "tqlibex/WinTypes.h"
+#include "tqlibex/base/TQString.h"
+#include "tqlibex/base/WinTypes.h"
 
 // What the quantity's text needs of a service's unit of measure.
 struct CUnidadeMedida {

@@ -12,8 +12,8 @@
 // stored over the years were produced that way, and it stays.
 #pragma once
 
-#include "tqlibex/TQString.h"
-#include "tqlibex/WinTypes.h"
+#include "tqlibex/base/TQString.h"
+#include "tqlibex/base/WinTypes.h"
 
 #include <MoedaPlataforma.h>
 
@@ -120,9 +120,10 @@ private:
     // The platform's operation on both raw values; the result starts at 0 with no count.
     template <class Operacao>
     CGeCurrencyEx Binario(Operacao operacao, const tagCY& cy) const {
-        CGeCurrencyEx resultado;
-        operacao(m_cyValor, cy, resultado.m_cyValor);
-        return resultado;
+        tagCY resultado;
+        resultado.int64 = 0;
+        operacao(m_cyValor, cy, resultado);
+        return CGeCurrencyEx(resultado);
     }
 
     // Raw arithmetic wraps: computed unsigned, then stored back as two's complement.

@@ -1,6 +1,6 @@
 #include "foundation/GeManipulaDatas.h"
 
-#include "tqlibex/Relogio.h"
+#include "tqlibex/clock/Relogio.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #pragma once
 
 #include "foundation/TQDma.h"
-#include "tqlibex/TQString.h"
-#include "tqlibex/WinTypes.h"
+#include "tqlibex/base/TQString.h"
+#include "tqlibex/base/WinTypes.h"
 
 class CGeManipulaDatas {
 public:

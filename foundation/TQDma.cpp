@@ -1,6 +1,6 @@
 #include "foundation/TQDma.h"
 
-#include "tqlibex/Calendario.h"
+#include "tqlibex/clock/Calendario.h"
 
 #include <cstdio>
 #include <cstring>

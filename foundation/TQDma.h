@@ -9,8 +9,8 @@
 // "MM/AAAA" and "DD/MM/AAAA".
 #pragma once
 
-#include "tqlibex/TQString.h"
-#include "tqlibex/WinTypes.h"
+#include "tqlibex/base/TQString.h"
+#include "tqlibex/base/WinTypes.h"
 
 #include <compare>
 

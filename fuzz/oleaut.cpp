@@ -5,7 +5,7 @@
 #include "Fuzz.h"
 
 #include "foundation/GeCurrencyEx.h"
-#include "tqlibex/OleAutMoeda.h"
+#include "tqlibex/money/OleAutMoeda.h"
 
 using U = unsigned __int128;
 const U k2a96 = U{1} << 96;

@@ -2,7 +2,7 @@
 // rules of regedit as a key, a value name and a string value reads back as itself.
 #include "Fuzz.h"
 
-#include "tqlibex/Registro.h"
+#include "tqlibex/registry/Registro.h"
 
 static std::string Aspas(const std::string& texto) {
     std::string r = "\"";

@@ -3,8 +3,8 @@
 // else leaves the real clock. No text may make the clock fail other than as documented.
 #include "Fuzz.h"
 
-#include "tqlibex/Registro.h"
-#include "tqlibex/Relogio.h"
+#include "tqlibex/clock/Relogio.h"
+#include "tqlibex/registry/Registro.h"
 
 constexpr const char* kChave = "SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
 

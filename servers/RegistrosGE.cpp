@@ -1,6 +1,6 @@
 #include "servers/RegistrosGE.h"
 
-#include "tqlibex/AlocadorTarefas.h"
+#include "tqlibex/com/AlocadorTarefas.h"
 
 #include <ComApi.h>
 
@@ -108,6 +108,32 @@ bool ApontamentosChegaram(const _REG_APONTAMENTO_PS* p, ULONG n) {
         if (!ArrayChegou(p[i].itens, p[i].qtdItens))
             return false;
     return true;
+}
+
+HRESULT CApontamentosRecebidos::Recebe(_REG_APONTAMENTO_PS* p, ULONG n) {
+    Libera();
+    if (!ArrayChegou(p, n)) {
+        LiberaApontamentos(p, n);
+        return kDadosRuins;
+    }
+    m_p = p;
+    m_n = m_nComItens = p ? n : 0;
+    return S_OK;
+}
+
+void CApontamentosRecebidos::LiberaItens(_REG_APONTAMENTO_PS& r) {
+    CoTaskMemFree(std::exchange(r.itens, nullptr));
+    if (m_nComItens > 0)
+        --m_nComItens;
+}
+
+void CApontamentosRecebidos::Libera() {
+    if (m_nComItens == 0) {
+        CoTaskMemFree(std::exchange(m_p, nullptr));
+    } else {
+        LiberaApontamentos(std::exchange(m_p, nullptr), m_n);
+    }
+    m_n = m_nComItens = 0;
 }
 
 void LiberaApontamentoCalculado(REG_APONTAMENTO_CALCULADO& linha) {

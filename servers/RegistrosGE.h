@@ -7,8 +7,8 @@
 #include <ComApi.h>
 #include <TQGE.h>
 
-#include "tqlibex/AlocadorTarefas.h"
-#include "tqlibex/TQString.h"
+#include "tqlibex/base/TQString.h"
+#include "tqlibex/com/AlocadorTarefas.h"
 
 #include <cstddef>
 
@@ -124,18 +124,68 @@ bool ItensContratoChegaram(const _REG_ITEM_CONTRATO_PS* p, ULONG n);
 bool ContratoChegou(const _REG_CONTRATO_PS& contrato);
 bool ApontamentosChegaram(const _REG_APONTAMENTO_PS* p, ULONG n);
 
-// A server's time records taken into an array byte for byte: the item arrays inside come along,
-// to be freed with the records. A refused answer is freed here and gives kDadosRuins.
-template <class CArray>
-HRESULT RecebeApontamentos(_REG_APONTAMENTO_PS* p, ULONG n, CArray& destino) {
-    if (!ApontamentosChegaram(p, n)) {
-        LiberaApontamentos(p, n);
-        return kDadosRuins;
+namespace detail {
+// Asks the processor for the first cb bytes at p (at most a kilobyte), ahead of their use; a
+// prefetch never faults, whatever p is. Straight-line and always inlined on purpose: GCC takes
+// a function or a loop that does nothing but prefetch for one without effect, and drops it.
+template <std::size_t k = 0>
+[[gnu::always_inline]] inline void AdiantaLeitura(const char* p, std::size_t cb) {
+    if constexpr (k < 16) {
+        if (64 * k < cb) {
+            __builtin_prefetch(p + 64 * k);
+            AdiantaLeitura<k + 1>(p, cb);
+        }
     }
-    destino.SetDados(p, n);
-    CoTaskMemFree(p);
-    return S_OK;
 }
+
+// Asks for the item array of the record some records ahead of record i. A month's item arrays
+// are separate blocks, and a loop that does real work per item keeps too few reads in flight
+// to hide the memory's latency by itself. The count has not been held to its block yet: only
+// what it claims, up to a kilobyte, is asked for.
+constexpr ULONG kRegistrosAdiante = 8;
+[[gnu::always_inline]] inline void AdiantaItens(const _REG_APONTAMENTO_PS* p, ULONG n, ULONG i) {
+    if (i + kRegistrosAdiante < n) {
+        const _REG_APONTAMENTO_PS& r = p[i + kRegistrosAdiante];
+        AdiantaLeitura(reinterpret_cast<const char*>(r.itens),
+                       r.itens ? std::size_t{r.qtdItens} * sizeof(_REG_ITEM_APONTAMENTO_PS) : 0);
+    }
+}
+} // namespace detail
+
+// A server's time records where they came, in the server's own block: nothing is copied. The
+// outer array is held to its block on arrival; each record's item array is held to its own
+// block by whoever reads it (ItensChegaram), just before reading it, so that a month of records
+// is not walked twice. What is still held goes when the holder does: the item arrays not freed
+// yet (no further than the block's records), then the array.
+class CApontamentosRecebidos {
+public:
+    CApontamentosRecebidos() = default;
+    CApontamentosRecebidos(const CApontamentosRecebidos&) = delete;
+    CApontamentosRecebidos& operator=(const CApontamentosRecebidos&) = delete;
+    ~CApontamentosRecebidos() { Libera(); }
+
+    // Takes over a server's answer; an array its count runs past is freed here and gives
+    // kDadosRuins.
+    HRESULT Recebe(_REG_APONTAMENTO_PS* p, ULONG n);
+    _REG_APONTAMENTO_PS* begin() { return m_p; }
+    _REG_APONTAMENTO_PS* end() { return m_p + m_n; }
+    ULONG GetSize() const { return m_n; }
+    // Whether the record's item array came whole.
+    static bool ItensChegaram(const _REG_APONTAMENTO_PS& r) {
+        return ArrayChegou(r.itens, r.qtdItens);
+    }
+    // Done with one of the records: its item array is freed now (the record stays, with none).
+    // At most once per record: once every record has been through here, the holder frees only
+    // the array, without walking it again.
+    void LiberaItens(_REG_APONTAMENTO_PS& r);
+    void Libera();
+
+private:
+    _REG_APONTAMENTO_PS* m_p = nullptr;
+    ULONG m_n = 0;
+    ULONG m_nComItens = 0; // records whose item arrays are still held
+};
+
 } // namespace tq
 
 namespace tq {

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Generates tqlibex/NomesHResultGerados.cpp, the facility, Win32-code and HRESULT name tables,
+"""Generates tqlibex/diagnostics/NomesHResultGerados.cpp, the facility, Win32-code and HRESULT name tables,
 from public winerror.h headers (Debian's mingw-w64-common and libwine-dev ship one each).
 
     python3 tools/gerar_nomes_hresult.py [mingw-w64 winerror.h [wine winerror.h]]
@@ -25,7 +25,7 @@ import textwrap
 CABECALHO = sys.argv[1] if len(sys.argv) > 1 else "/usr/share/mingw-w64/include/winerror.h"
 CABECALHO_WINE = sys.argv[2] if len(sys.argv) > 2 else "/usr/include/wine/wine/windows/winerror.h"
 DOCUMENTADAS = "tools/facilidades-documentadas.tsv"
-SAIDA = "tqlibex/NomesHResultGerados.cpp"
+SAIDA = "tqlibex/diagnostics/NomesHResultGerados.cpp"
 
 FACILIDADES = set(range(0, 5)) | set(range(7, 27)) | set(range(31, 43)) | set(range(48, 59)) | \
     {60, 61} | set(range(80, 85))
@@ -126,7 +126,7 @@ def main():
         texto = "Facilities from %s: %s" % (origem, " ".join(str(n) for n in numeros))
         partes += ["// " + l for l in textwrap.wrap(texto, 90, subsequent_indent="  ")]
     partes += [
-        '#include "tqlibex/NomesHResultTabelas.h"',
+        '#include "tqlibex/diagnostics/NomesHResultTabelas.h"',
         "",
         "namespace tq::detail {",
         "",

@@ -3,8 +3,8 @@
 
     nice -n 10 python3 tools/mutacao.py --saida mutacao.tsv  # six default files, 60 each
     python3 tools/mutacao.py --listar                        # show the sample, run nothing
-    python3 tools/mutacao.py --so 'tqlibex/Relogio.cpp:132:81:CONST:6~7'  # re-check one
-    python3 tools/mutacao.py tqlibex/Registro.cpp --amostra 0   # every mutant of one file
+    python3 tools/mutacao.py --so 'tqlibex/clock/Relogio.cpp:132:81:CONST:6~7'  # re-check one
+    python3 tools/mutacao.py tqlibex/registry/Registro.cpp --amostra 0   # every mutant of one file
 
 Operators: ROR (comparison swapped), AOR (arithmetic swapped, compound forms too), CONST
 (integer constant +1 / -1), COND (if/while condition negated), DEL (simple statement removed).
@@ -16,8 +16,8 @@ Results: morto-teste, morto-compilacao, morto-timeout, sobreviveu.
 import argparse, os, random, re, resource, signal, subprocess, sys, time
 from pathlib import Path
 
-PADRAO = ['foundation/GeCurrencyEx.cpp', 'tqlibex/OleAutMoeda.cpp', 'tqlibex/Relogio.cpp',
-          'tqlibex/TraceHResult.cpp', 'tqlibex/TQComPtr.cpp', 'tqlibex/Registro.cpp']
+PADRAO = ['foundation/GeCurrencyEx.cpp', 'tqlibex/money/OleAutMoeda.cpp', 'tqlibex/clock/Relogio.cpp',
+          'tqlibex/diagnostics/TraceHResult.cpp', 'tqlibex/com/TQComPtr.cpp', 'tqlibex/registry/Registro.cpp']
 LIMITE_MEMORIA = 4 << 30  # address space of each test process, bytes
 ROR = {'<': ['<=', '>'], '<=': ['<', '>'], '>': ['>=', '<'], '>=': ['>', '<'],
        '==': ['!='], '!=': ['==']}

@@ -6,7 +6,7 @@
 #pragma once
 
 #include "servers/RegistrosGE.h"
-#include "tqlibex/WinTypes.h"
+#include "tqlibex/base/WinTypes.h"
 
 #include <string>
 #include <vector>

@@ -1,6 +1,6 @@
 #include "servers/amostra/ServidorAmostra.h"
 
-#include "tqlibex/Processo.h"
+#include "tqlibex/system/Processo.h"
 
 #include <algorithm>
 #include <atomic>
@@ -18,10 +18,8 @@ constexpr IID kIID_IMarshal = {0x00000003, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}}
 
 // ---- Records from the data set, every block from the task allocator -------------------------
 
-void TextoParaCampoSemTerminador(char* pCampo, std::size_t nTamanho, const std::string& texto) {
-    // A text as long as the field fills it, with no terminator: as a real server sends it.
-    std::memcpy(pCampo, texto.data(), std::min(texto.size(), nTamanho));
-}
+// A month whose records and items pass this many bytes is larger than the caches.
+constexpr std::size_t kMesGrande = 8 * 1024 * 1024;
 
 HRESULT PreencheClassificacoes(const std::vector<Classificacao>& origem,
                                _REG_CLASSIFICACAO_GE_PS*& p, ULONG& n) {
@@ -36,27 +34,6 @@ HRESULT PreencheClassificacoes(const std::vector<Classificacao>& origem,
         if (!(p[i].descricao = DuplicaTexto(origem[i].descricao.c_str())))
             return E_OUTOFMEMORY;
     }
-    return S_OK;
-}
-
-HRESULT PreencheApontamento(const Apontamento& a, bool bItensAMais, _REG_APONTAMENTO_PS& r) {
-    TextoParaCampoSemTerminador(r.apontamento, sizeof r.apontamento, a.codigo);
-    TextoParaCampoSemTerminador(r.residuos, sizeof r.residuos, a.residuos);
-    r.listarNF = a.listarNF;
-    r.ma = a.ma;
-    r.ponteiro = a.ponteiro;
-    r.pontContr = a.pontContr;
-    r.motorista = a.motorista;
-    r.placa = a.placa;
-    r.municipio = a.municipio;
-    r.qtdItens = static_cast<ULONG>(a.itens.size()) + (bItensAMais ? 1 : 0);
-    if (a.itens.empty())
-        return S_OK;
-    const std::size_t cb = a.itens.size() * sizeof(_REG_ITEM_APONTAMENTO_PS);
-    r.itens = static_cast<_REG_ITEM_APONTAMENTO_PS*>(CoTaskMemAlloc(cb));
-    if (!r.itens)
-        return E_OUTOFMEMORY;
-    std::memcpy(r.itens, a.itens.data(), cb);
     return S_OK;
 }
 
@@ -93,19 +70,32 @@ HRESULT PreencheFaixa(const Faixa& d, REG_FAIXA_PS& r) {
     return S_OK;
 }
 
-// An array of n records filled one by one; on any failure everything goes and the error comes
-// back. The operation's hostility, if scripted, changes the count or takes the array away.
-template <class R>
+// A filter's reserved bytes travel as zeros: a server cannot tell what anything else would mean,
+// so it refuses it rather than guess.
+bool FiltroLimpo(const _REG_FILTRO_APONTAMENTOS_PS& filtro) {
+    const auto zeros = [](const BYTE* p, std::size_t n) {
+        return std::all_of(p, p + n, [](BYTE b) { return b == 0; });
+    };
+    return zeros(filtro.reservado1, sizeof filtro.reservado1) &&
+           zeros(filtro.reservado2, sizeof filtro.reservado2) &&
+           zeros(filtro.reservado3, sizeof filtro.reservado3);
+}
+
+// An array of n records filled one by one, each zeroed just before; on any failure everything
+// goes and the error comes back. The operation's hostility, if scripted, changes the count or
+// takes the array away.
+template <class R, class Preenche>
 HRESULT DevolveArray(CEstadoAmostra& estado, const char* pszServidor, const char* pszOperacao,
-                     std::size_t n, const std::function<HRESULT(std::size_t, R&)>& preenche,
-                     void (*libera)(R*, ULONG), ULONG* pn, R** pp) {
-    R* p = AlocaArray<R>(n);
+                     std::size_t n, const Preenche& preenche, void (*libera)(R*, ULONG), ULONG* pn,
+                     R** pp) {
+    R* p = n ? static_cast<R*>(CoTaskMemAlloc(n * sizeof(R))) : nullptr;
     if (!p && n != 0)
         return E_OUTOFMEMORY;
     for (std::size_t i = 0; i < n; ++i) {
+        std::memset(&p[i], 0, sizeof(R));
         const HRESULT hr = preenche(i, p[i]);
         if (FAILED(hr)) {
-            libera(p, static_cast<ULONG>(n));
+            libera(p, static_cast<ULONG>(i + 1));
             return hr;
         }
     }
@@ -250,6 +240,8 @@ public:
         HRESULT hr = m_pEstado->Chamada(m_pszNome, "AbreConsulta");
         if (FAILED(hr))
             return hr;
+        if (!FiltroLimpo(filtro))
+            return E_INVALIDARG;
         // The handle's buffer carries the query's number; the receiver frees it.
         auto* pBuffer = AlocaArray<ULONG>(1);
         if (!pBuffer)
@@ -273,11 +265,7 @@ public:
         _REG_FILTRO_APONTAMENTOS_PS filtro;
         if (!m_pEstado->FechaConsulta(consulta.numero, filtro))
             return E_INVALIDARG;
-        std::vector<const Apontamento*> achados;
-        for (const Apontamento* a : m_pEstado->DoContrato(filtro.pontContr))
-            if (NoFiltro(*a, filtro))
-                achados.push_back(a);
-        return Devolve(achados, "Busca", pnQtd, pp);
+        return Devolve(m_pEstado->Filtra(filtro), "Busca", pnQtd, pp);
     }
 
     HRESULT STDMETHODCALLTYPE LePosicoes(_REG_FILTRO_APONTAMENTOS_PS filtro, ULONG* pnQtd,
@@ -289,15 +277,15 @@ public:
         HRESULT hr = m_pEstado->Chamada(m_pszNome, "LePosicoes");
         if (FAILED(hr))
             return hr;
-        std::vector<const Apontamento*> achados;
-        for (const Apontamento* a : m_pEstado->DoContrato(filtro.pontContr))
-            if (NoFiltro(*a, filtro))
-                achados.push_back(a);
+        if (!FiltroLimpo(filtro))
+            return E_INVALIDARG;
+        const std::vector<std::size_t> achados = m_pEstado->Filtra(filtro);
         return DevolveArray<_REG_PONTEIRO_APONTAMENTO_PS>(
             *m_pEstado, m_pszNome, "LePosicoes", achados.size(),
             [&](std::size_t i, _REG_PONTEIRO_APONTAMENTO_PS& r) {
-                r.ma = achados[i]->ma;
-                r.ponteiro = achados[i]->ponteiro;
+                const CEstadoAmostra::Chave& chave = m_pEstado->ChaveDe(achados[i]);
+                r.ma = chave.ma;
+                r.ponteiro = chave.ponteiro;
                 return S_OK;
             },
             LiberaPosicoes, pnQtd, pp);
@@ -314,24 +302,71 @@ public:
             return hr;
         // The records at the positions asked for, in that order; an unknown position is passed
         // over.
-        std::vector<const Apontamento*> achados;
-        for (ULONG i = 0; i < nQtd; ++i)
-            if (const Apontamento* a = m_pEstado->NaPosicao(pPosicoes[i].ma, pPosicoes[i].ponteiro))
+        std::vector<std::size_t> achados;
+        achados.reserve(nQtd);
+        std::size_t nProximo = 0;
+        for (ULONG i = 0; i < nQtd; ++i) {
+            const std::size_t a =
+                m_pEstado->IndiceNaPosicao(pPosicoes[i].ma, pPosicoes[i].ponteiro, nProximo);
+            if (a != CEstadoAmostra::kNenhum)
                 achados.push_back(a);
+        }
         return Devolve(achados, "LeApontamentos", pnLidos, pp);
     }
 
 private:
-    HRESULT Devolve(const std::vector<const Apontamento*>& achados, const char* pszOperacao,
-                    ULONG* pn, _REG_APONTAMENTO_PS** pp) {
+    // The records found (indices into the data set), each with its item array: each record
+    // copied from the image the server keeps of it, its items from the server's own array of
+    // them into a block cut in series with the others (tq::CBlocosEmSerie). A month larger than
+    // the caches is written past them: the server does not read it again, and by the time the
+    // receiver does it would have left them anyway.
+    HRESULT Devolve(const std::vector<std::size_t>& achados, const char* pszOperacao, ULONG* pn,
+                    _REG_APONTAMENTO_PS** pp) {
         const bool bItensAMais =
             m_pEstado->Hostil(m_pszNome, pszOperacao, ETipoHostil::ItensMaiorQueOArray);
-        return DevolveArray<_REG_APONTAMENTO_PS>(
-            *m_pEstado, m_pszNome, pszOperacao, achados.size(),
-            [&](std::size_t i, _REG_APONTAMENTO_PS& r) {
-                return PreencheApontamento(*achados[i], bItensAMais, r);
-            },
-            LiberaApontamentos, pn, pp);
+        const std::size_t n = achados.size();
+        std::size_t cbMes = n * sizeof(_REG_APONTAMENTO_PS);
+        for (std::size_t a : achados)
+            cbMes += m_pEstado->QtdItens(a) * sizeof(ItemApontamento);
+        const bool bParaLonge = cbMes > kMesGrande;
+        auto* p =
+            n ? static_cast<_REG_APONTAMENTO_PS*>(CoTaskMemAlloc(n * sizeof(_REG_APONTAMENTO_PS)))
+              : nullptr;
+        if (!p && n != 0)
+            return E_OUTOFMEMORY;
+        {
+            CBlocosEmSerie blocos(bParaLonge);
+            for (std::size_t i = 0; i < n; ++i) {
+                const std::size_t a = achados[i];
+                _REG_APONTAMENTO_PS r = m_pEstado->Imagem(a);
+                r.qtdItens += bItensAMais ? 1 : 0;
+                const std::size_t cb = m_pEstado->QtdItens(a) * sizeof(ItemApontamento);
+                if (cb) {
+                    r.itens = static_cast<_REG_ITEM_APONTAMENTO_PS*>(
+                        blocos.Copia(m_pEstado->Itens(a), cb));
+                    if (!r.itens) {
+                        LiberaApontamentos(p, static_cast<ULONG>(i));
+                        return E_OUTOFMEMORY;
+                    }
+                }
+                if (bParaLonge)
+                    detail::CopiaParaLonge(&p[i], &r, sizeof r);
+                else
+                    p[i] = r;
+            }
+        }
+        if (bParaLonge)
+            detail::TerminaCopiasParaLonge();
+        *pn = static_cast<ULONG>(n);
+        *pp = p;
+        if (m_pEstado->Hostil(m_pszNome, pszOperacao, ETipoHostil::ContagemSemArray)) {
+            LiberaApontamentos(p, static_cast<ULONG>(n));
+            *pp = nullptr;
+            *pn = static_cast<ULONG>(std::max<std::size_t>(n, 1));
+        } else if (m_pEstado->Hostil(m_pszNome, pszOperacao, ETipoHostil::ContagemMaiorQueOArray)) {
+            ++*pn;
+        }
+        return S_OK;
     }
 };
 
@@ -520,23 +555,68 @@ unsigned long long Posicao(WORD ma, ULONG ponteiro) {
 }
 } // namespace
 
+namespace {
+void TextoParaCampoSemTerminador(char* pCampo, std::size_t nTamanho, const std::string& texto) {
+    // A text as long as the field fills it, with no terminator: as a real server sends it.
+    std::memcpy(pCampo, texto.data(), std::min(texto.size(), nTamanho));
+}
+
+// A record as it goes out, but for its item array.
+_REG_APONTAMENTO_PS ImagemDe(const Apontamento& a) {
+    _REG_APONTAMENTO_PS r;
+    std::memset(&r, 0, sizeof r);
+    TextoParaCampoSemTerminador(r.apontamento, sizeof r.apontamento, a.codigo);
+    TextoParaCampoSemTerminador(r.residuos, sizeof r.residuos, a.residuos);
+    r.listarNF = a.listarNF;
+    r.ma = a.ma;
+    r.ponteiro = a.ponteiro;
+    r.pontContr = a.pontContr;
+    r.motorista = a.motorista;
+    r.placa = a.placa;
+    r.municipio = a.municipio;
+    r.qtdItens = static_cast<ULONG>(a.itens.size());
+    return r;
+}
+} // namespace
+
 // A position names one record: its month and its number within it.
 CEstadoAmostra::CEstadoAmostra(CDadosAmostra dados)
     : m_dados(std::move(dados)), m_falhas(m_dados.falhas) {
+    const std::size_t n = m_dados.apontamentos.size();
+    m_bPrimeiroNaPosicao.reserve(n);
+    m_imagens.reserve(n);
+    m_chaves.reserve(n);
+    m_inicioItens.reserve(n + 1);
+    std::size_t nItens = 0;
+    for (const Apontamento& a : m_dados.apontamentos)
+        nItens += a.itens.size();
+    m_itens.reserve(nItens);
     for (const Apontamento& a : m_dados.apontamentos) {
-        m_porPosicao.emplace(Posicao(a.ma, a.ponteiro), &a);
-        m_porContrato[a.pontContr].push_back(&a);
+        m_bPrimeiroNaPosicao.push_back(m_porPosicao.emplace(Posicao(a.ma, a.ponteiro), &a).second);
+        m_imagens.push_back(ImagemDe(a));
+        m_porContrato[a.pontContr].push_back(m_chaves.size());
+        m_chaves.push_back({a.pontContr, a.ponteiro, a.ma});
+        m_inicioItens.push_back(m_itens.size());
+        m_itens.insert(m_itens.end(), a.itens.begin(), a.itens.end());
     }
+    m_inicioItens.push_back(m_itens.size());
     for (const Contrato& c : m_dados.contratos)
         m_contratos.emplace(c.ponteiro, &c);
     for (const Faixa& f : m_dados.faixas)
         m_faixas.emplace(f.codigo, &f);
 }
 
-const std::vector<const Apontamento*>& CEstadoAmostra::DoContrato(ULONG pontContr) const {
-    static const std::vector<const Apontamento*> nenhum;
-    const auto it = m_porContrato.find(pontContr);
-    return it == m_porContrato.end() ? nenhum : it->second;
+std::vector<std::size_t> CEstadoAmostra::Filtra(const _REG_FILTRO_APONTAMENTOS_PS& filtro) const {
+    std::vector<std::size_t> achados;
+    const auto doContrato = m_porContrato.find(filtro.pontContr);
+    if (doContrato == m_porContrato.end())
+        return achados;
+    for (const std::size_t i : doContrato->second) {
+        const Chave& c = m_chaves[i];
+        if (c.ma >= filtro.maInicial && c.ma <= filtro.maFinal)
+            achados.push_back(i);
+    }
+    return achados;
 }
 
 const Contrato* CEstadoAmostra::ProcuraContrato(ULONG ponteiro) const {
@@ -552,6 +632,19 @@ const Faixa* CEstadoAmostra::ProcuraFaixa(ULONG codigo) const {
 const Apontamento* CEstadoAmostra::NaPosicao(WORD ma, ULONG ponteiro) const {
     const auto it = m_porPosicao.find(Posicao(ma, ponteiro));
     return it == m_porPosicao.end() ? nullptr : it->second;
+}
+
+std::size_t CEstadoAmostra::IndiceNaPosicao(WORD ma, ULONG ponteiro, std::size_t& nProximo) const {
+    std::size_t i = nProximo;
+    if (i >= m_chaves.size() || !m_bPrimeiroNaPosicao[i] || m_chaves[i].ma != ma ||
+        m_chaves[i].ponteiro != ponteiro) {
+        const Apontamento* a = NaPosicao(ma, ponteiro);
+        if (!a)
+            return kNenhum;
+        i = static_cast<std::size_t>(a - m_dados.apontamentos.data());
+    }
+    nProximo = i + 1;
+    return i;
 }
 
 HRESULT CEstadoAmostra::Chamada(const char* pszServidor, const char* pszOperacao) {

@@ -34,8 +34,27 @@ public:
     const CDadosAmostra& Dados() const { return m_dados; }
     // The time record at a position (month, number), or null.
     const Apontamento* NaPosicao(WORD ma, ULONG ponteiro) const;
-    // A contract's time records, of every month, in the data set's order.
-    const std::vector<const Apontamento*>& DoContrato(ULONG pontContr) const;
+
+    // The data set's time records as they go out, built once: each record's image (all but its
+    // item array; qtdItens its true count) and its items, every record's back to back in the
+    // data set's order, so that a month goes out as copies of consecutive memory.
+    const _REG_APONTAMENTO_PS& Imagem(std::size_t i) const { return m_imagens[i]; }
+    const ItemApontamento* Itens(std::size_t i) const { return m_itens.data() + m_inicioItens[i]; }
+    std::size_t QtdItens(std::size_t i) const { return m_inicioItens[i + 1] - m_inicioItens[i]; }
+    // What filters and positions look at, kept apart so that a search reads only this.
+    struct Chave {
+        ULONG pontContr;
+        ULONG ponteiro;
+        WORD ma;
+    };
+    const Chave& ChaveDe(std::size_t i) const { return m_chaves[i]; }
+    // The indices of the records the filter matches (NoFiltro), in the data set's order.
+    std::vector<std::size_t> Filtra(const _REG_FILTRO_APONTAMENTOS_PS& filtro) const;
+    // The index of the record NaPosicao gives, or kNenhum. The record at index nProximo is tried
+    // first, and nProximo moves past the one found: positions asked for in the data set's order
+    // (as LePosicoes gives them) are found without a look-up each.
+    static constexpr std::size_t kNenhum = static_cast<std::size_t>(-1);
+    std::size_t IndiceNaPosicao(WORD ma, ULONG ponteiro, std::size_t& nProximo) const;
     // The contract with an internal number, and the range definition of a code (the first one
     // the data set holds), or null.
     const Contrato* ProcuraContrato(ULONG ponteiro) const;
@@ -64,9 +83,15 @@ private:
     // Indexes built once and only read afterwards, so that any number of threads may look up at
     // once and a month of many contracts costs each call its own contract's records only.
     std::unordered_map<unsigned long long, const Apontamento*> m_porPosicao;
-    std::unordered_map<ULONG, std::vector<const Apontamento*>> m_porContrato;
+    std::vector<bool> m_bPrimeiroNaPosicao; // per record: the one its position names
+    std::vector<_REG_APONTAMENTO_PS> m_imagens;
+    std::vector<Chave> m_chaves;
+    std::vector<ItemApontamento> m_itens;
+    std::vector<std::size_t> m_inicioItens; // per record, and one past the last
+    std::unordered_map<ULONG, std::vector<std::size_t>> m_porContrato; // record indices
     std::unordered_map<ULONG, const Contrato*> m_contratos;
     std::unordered_map<ULONG, const Faixa*> m_faixas;
+
     mutable std::mutex m_mutex;
     std::map<std::string, int> m_chamadas;
     std::vector<Falha> m_falhas;

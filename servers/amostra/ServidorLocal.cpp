@@ -12,7 +12,7 @@
 //       no object has lived for a few seconds.
 #include "servers/amostra/CenarioAmostra.h"
 #include "servers/amostra/ServidorAmostra.h"
-#include "tqlibex/GuidTexto.h"
+#include "tqlibex/base/GuidTexto.h"
 
 #include <WinApi.h>
 

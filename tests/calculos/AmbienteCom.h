@@ -3,7 +3,7 @@
 #pragma once
 
 #include "support/EspiaContadora.h"
-#include "tqlibex/Registro.h"
+#include "tqlibex/registry/Registro.h"
 
 #include <gtest/gtest.h>
 

@@ -6,7 +6,7 @@
 #include "servers/amostra/CenarioAmostra.h"
 #include "servers/amostra/ServidorAmostra.h"
 #include "support/Tabela.h"
-#include "tqlibex/GuidTexto.h"
+#include "tqlibex/base/GuidTexto.h"
 
 using Varredura = tq::teste::AmbienteCom;
 

@@ -3,7 +3,7 @@
 // ole32 and the Win32 thread calls answer.
 #pragma once
 
-#include "tqlibex/TQComPtr.h"
+#include "tqlibex/com/TQComPtr.h"
 
 #include <atomic>
 #include <chrono>

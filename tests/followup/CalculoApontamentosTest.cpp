@@ -9,7 +9,9 @@
 #include "support/Tabela.h"
 #include "tools/tqcalc/Simulacao.h"
 
+#include <cstring>
 #include <fstream>
+#include <random>
 
 using nlohmann::json;
 using CalculoApontamentos = tq::teste::AmbienteCom;
@@ -92,4 +94,83 @@ TEST_F(CalculoApontamentos, CacheDeItens) {
 TEST_F(CalculoApontamentos, SemServidorInicializaLanca) {
     CCalculoApontamentos semServidor;
     EXPECT_THROW(semServidor.Inicializa(), long) << "no class registered";
+}
+
+// What the sample server hands over is its data set, whatever the month's size: every record's
+// fields (a code that fills its field arrives with no terminator), its item count, its items
+// byte for byte in a block of exactly their size; then everything freed (the fixture's spy).
+TEST_F(CalculoApontamentos, EntregaDoServidor) {
+    for (const tq::teste::Linha& l : tq::teste::LeTabela("entregas-amostra.tsv")) {
+        SCOPED_TRACE(l.Origem());
+        std::mt19937 gerador(static_cast<unsigned>(l.I64("registros")));
+        tq::amostra::CDadosAmostra dados;
+        const CTQMa ma(3, 2024);
+        for (long long r = 0; r < l.I64("registros"); ++r) {
+            tq::amostra::Apontamento a;
+            a.ma = ma.GetCompactado();
+            a.ponteiro = static_cast<ULONG>(r + 1);
+            a.pontContr = 1234;
+            a.codigo = r % 7 ? std::to_string(gerador()) : std::string(56, 'C');
+            a.residuos = "Classe " + std::to_string(gerador() % 3);
+            a.listarNF = static_cast<BYTE>(gerador() % 2);
+            a.motorista = gerador();
+            a.placa = gerador();
+            a.municipio = gerador();
+            a.itens.resize(static_cast<std::size_t>(l.I64("itens")));
+            for (_REG_ITEM_APONTAMENTO_PS& item : a.itens) {
+                auto* bytes = reinterpret_cast<unsigned char*>(&item);
+                for (std::size_t b = 0; b < sizeof item; ++b)
+                    bytes[b] = static_cast<unsigned char>(gerador());
+            }
+            dados.apontamentos.push_back(std::move(a));
+        }
+        tq::amostra::CServidorAmostra servidor(dados);
+        ASSERT_EQ(servidor.Registra(), S_OK);
+        CTQComPtr<ITQGE_Apontamentos> p;
+        ASSERT_EQ(p.CoCreateInstance(__uuidof(TQGE_Apontamentos)), S_OK);
+        _REG_FILTRO_APONTAMENTOS_PS filtro{};
+        filtro.pontContr = 1234;
+        filtro.maInicial = filtro.maFinal = ma.GetCompactado();
+        ULONG n = 0;
+        _REG_APONTAMENTO_PS* pRegistros = nullptr;
+        if (l.Texto("operacao") == "Busca") {
+            _REG_CONSULTA_PS consulta{};
+            ASSERT_EQ(p->AbreConsulta(filtro, &consulta), S_OK);
+            ASSERT_EQ(p->Busca(consulta, &n, &pRegistros), S_OK);
+            CoTaskMemFree(consulta.buffer);
+        } else {
+            ULONG nPosicoes = 0;
+            _REG_PONTEIRO_APONTAMENTO_PS* pPosicoes = nullptr;
+            ASSERT_EQ(p->LePosicoes(filtro, &nPosicoes, &pPosicoes), S_OK);
+            ASSERT_EQ(p->LeApontamentos(nPosicoes, pPosicoes, &n, &pRegistros), S_OK);
+            CoTaskMemFree(pPosicoes);
+        }
+        ASSERT_EQ(n, dados.apontamentos.size());
+        ASSERT_TRUE(tq::ApontamentosChegaram(pRegistros, n));
+        for (ULONG i = 0; i < n; ++i) {
+            const tq::amostra::Apontamento& a = dados.apontamentos[i];
+            const _REG_APONTAMENTO_PS& r = pRegistros[i];
+            ASSERT_EQ(std::string(r.apontamento, strnlen(r.apontamento, sizeof r.apontamento)),
+                      a.codigo)
+                << i;
+            ASSERT_EQ(std::string(r.residuos), a.residuos) << i;
+            ASSERT_TRUE(r.ma == a.ma && r.ponteiro == a.ponteiro && r.pontContr == a.pontContr &&
+                        r.listarNF == a.listarNF && r.motorista == a.motorista &&
+                        r.placa == a.placa && r.municipio == a.municipio)
+                << i;
+            ASSERT_EQ(r.qtdItens, a.itens.size()) << i;
+            if (a.itens.empty()) {
+                ASSERT_EQ(r.itens, nullptr) << i;
+                continue;
+            }
+            ASSERT_EQ(tq::detail::TamanhoDoBlocoDeTarefa(r.itens),
+                      a.itens.size() * sizeof(_REG_ITEM_APONTAMENTO_PS))
+                << i;
+            ASSERT_EQ(std::memcmp(r.itens, a.itens.data(),
+                                  a.itens.size() * sizeof(_REG_ITEM_APONTAMENTO_PS)),
+                      0)
+                << i;
+        }
+        tq::LiberaApontamentos(pRegistros, n);
+    }
 }

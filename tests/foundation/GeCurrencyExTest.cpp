@@ -1,7 +1,7 @@
 #include "foundation/GeCurrencyEx.h"
 
 #include "support/Tabela.h"
-#include "tqlibex/Plataforma.h"
+#include "tqlibex/system/Plataforma.h"
 
 #include <gtest/gtest.h>
 
@@ -136,6 +136,24 @@ TEST(GeCurrencyEx, Texto) {
     }
     for (const Linha& l : LeTabela("moeda-desconto.tsv")) {
         EXPECT_STREQ(CGeCurrencyEx::ImprimeDesconto(Cy(l.I64("raw"))), l.Texto("texto").c_str())
+            << l.Origem();
+    }
+}
+
+// The plain decimal text scenarios and reports use, at the 64-bit ends and around every refusal.
+TEST(GeCurrencyEx, TextoDecimal) {
+    for (const Linha& l : LeTabela("moeda-decimal.tsv")) {
+        LONGLONG raw = 42;
+        const bool lido =
+            CGeCurrencyEx::LeDecimal(l.Texto("texto").c_str(), l.Int("decimais"), raw);
+        if (l.Texto("raw") == "-") {
+            EXPECT_FALSE(lido) << l.Origem();
+            EXPECT_EQ(raw, 42) << l.Origem() << ": a refused text leaves the value alone";
+            continue;
+        }
+        ASSERT_TRUE(lido) << l.Origem();
+        EXPECT_EQ(raw, l.I64("raw")) << l.Origem();
+        EXPECT_EQ(CGeCurrencyEx::TextoDecimal(raw, l.Int("decimais")).str(), l.Texto("volta"))
             << l.Origem();
     }
 }

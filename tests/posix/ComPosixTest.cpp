@@ -1,6 +1,6 @@
 // The POSIX side of COM access: the class table and apartments (the COM access tests run the
 // keep-alive path over its marshalling, thread queues and timers).
-#include "tqlibex/TQComPtr.h"
+#include "tqlibex/com/TQComPtr.h"
 
 #include "fakes/ComFalso.h"
 

@@ -2,7 +2,7 @@
 #include "support/EscritorRegistro.h"
 #include "support/Gravadores.h"
 
-#include "tqlibex/Registro.h"
+#include "tqlibex/registry/Registro.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,8 @@
 // test, and the process-wide clock setting forgotten before and after, as in a new process.
 #pragma once
 
-#include "tqlibex/Registro.h"
-#include "tqlibex/Relogio.h"
+#include "tqlibex/clock/Relogio.h"
+#include "tqlibex/registry/Registro.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 // variable is restored).
 #pragma once
 
-#include "tqlibex/Registro.h"
+#include "tqlibex/registry/Registro.h"
 
 #include <map>
 #include <string>

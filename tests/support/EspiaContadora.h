@@ -2,7 +2,7 @@
 // (freed twice, or never handed out while the spy watched). Installed for its lifetime.
 #pragma once
 
-#include "tqlibex/AlocadorTarefas.h"
+#include "tqlibex/com/AlocadorTarefas.h"
 
 #include <ComApi.h>
 

@@ -1,8 +1,8 @@
 // Recording sinks: the trace records and events a test caused, kept for its assertions.
 #pragma once
 
-#include "tqlibex/EventoCom.h"
-#include "tqlibex/GeLog.h"
+#include "tqlibex/diagnostics/EventoCom.h"
+#include "tqlibex/diagnostics/GeLog.h"
 
 #include <mutex>
 #include <string>

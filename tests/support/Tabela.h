@@ -3,7 +3,7 @@
 // 8-bit (Windows-1252) texts the system shows.
 #pragma once
 
-#include "tqlibex/WinTypes.h"
+#include "tqlibex/base/WinTypes.h"
 
 #include <map>
 #include <memory>

@@ -1,8 +1,8 @@
 #include "support/VetoresOleAut.h"
 
 #include "support/Tabela.h"
-#include "tqlibex/OleAutMoeda.h"
-#include "tqlibex/UInt128.h"
+#include "tqlibex/base/UInt128.h"
+#include "tqlibex/money/OleAutMoeda.h"
 
 #include <cstdio>
 #include <stdexcept>

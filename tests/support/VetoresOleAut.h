@@ -3,7 +3,7 @@
 #pragma once
 
 #include "support/Tabela.h"
-#include "tqlibex/WinTypes.h"
+#include "tqlibex/base/WinTypes.h"
 
 #include <string>
 #include <vector>

@@ -1,6 +1,6 @@
-#include "tqlibex/GeArrayEx.h"
+#include "tqlibex/base/GeArrayEx.h"
 
-#include "tqlibex/TQString.h"
+#include "tqlibex/base/TQString.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "tqlibex/GeLog.h"
+#include "tqlibex/diagnostics/GeLog.h"
 
 #include <gtest/gtest.h>
 
@@ -98,6 +98,6 @@ TEST_F(GeLogArquivo, VariasThreadsLinhasInteiras) {
 
 TEST(GeLog, NomeDoArquivo) {
     EXPECT_STREQ(CGeLog::GetNomeDoArquivo("C:\\src\\tqlibex\\ConexaoGe.h"), "ConexaoGe.h");
-    EXPECT_STREQ(CGeLog::GetNomeDoArquivo("/src/tqlibex/ConexaoGe.h"), "ConexaoGe.h");
+    EXPECT_STREQ(CGeLog::GetNomeDoArquivo("/src/tqlibex/com/ConexaoGe.h"), "ConexaoGe.h");
     EXPECT_STREQ(CGeLog::GetNomeDoArquivo("ConexaoGe.h"), "ConexaoGe.h");
 }

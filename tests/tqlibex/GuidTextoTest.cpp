@@ -1,5 +1,5 @@
 // The GUID text form of the registry.
-#include "tqlibex/GuidTexto.h"
+#include "tqlibex/base/GuidTexto.h"
 
 #include <gtest/gtest.h>
 

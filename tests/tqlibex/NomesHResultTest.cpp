@@ -1,4 +1,4 @@
-#include "tqlibex/NomesHResult.h"
+#include "tqlibex/diagnostics/NomesHResult.h"
 
 #include "support/Tabela.h"
 

@@ -3,9 +3,11 @@
 // platform's functions (oleaut32 in the Windows build).
 #include "support/VetoresOleAut.h"
 
+#include "foundation/GeCurrencyEx.h"
 #include "support/Tabela.h"
-#include "tqlibex/OleAutMoeda.h"
-#include "tqlibex/Plataforma.h"
+#include "tqlibex/base/UInt128.h"
+#include "tqlibex/money/OleAutMoeda.h"
+#include "tqlibex/system/Plataforma.h"
 
 #include <MoedaPlataforma.h>
 
@@ -138,4 +140,71 @@ TEST(OleAutMoedaPortavel, DivisaoMoedaZeraNaFalha) {
     out.int64 = 99;
     tq::detail::DivisaoMoeda(a, b, out);
     EXPECT_EQ(out.int64, 0);
+}
+
+namespace {
+
+// The exact currency product by another road: the magnitudes' 128-bit product divided by 10^4
+// bit by bit (the portable 128-bit type, which tests hold to the compiler's), the quotient taken
+// up when twice the remainder passes 10^4 or equals it with the quotient odd, then held to the
+// currency range.
+HRESULT ProdutoExato(LONGLONG a, LONGLONG b, LONGLONG& r) {
+    using tq::detail::U128Portavel;
+    const auto modulo = [](LONGLONG v) {
+        return v < 0 ? 0 - static_cast<unsigned long long>(v) : static_cast<unsigned long long>(v);
+    };
+    const bool bNegativo = (a < 0) != (b < 0);
+    U128Portavel q, resto;
+    U128Portavel::DivMod(U128Portavel::Mul64(modulo(a), modulo(b)), U128Portavel(10000), q, resto);
+    if (resto.Lo() * 2 > 10000 || (resto.Lo() * 2 == 10000 && q.IsOdd()))
+        q = q + U128Portavel(1);
+    if (q.Hi() != 0 || q.Lo() > (bNegativo ? 1ull << 63 : (1ull << 63) - 1))
+        return DISP_E_OVERFLOW;
+    r = static_cast<LONGLONG>(bNegativo ? 0 - q.Lo() : q.Lo());
+    return S_OK;
+}
+
+// VarCyMul against the reference: the status, the result, and an output left alone on failure;
+// on POSIX the money value's product is that result too (0 on failure).
+void ConfereProduto(LONGLONG a, LONGLONG b) {
+    constexpr LONGLONG kIntocado = 0x5A5A5A5A5A5A5A5ALL;
+    LONGLONG esperado = kIntocado;
+    const HRESULT hrEsperado = ProdutoExato(a, b, esperado);
+    CY ca, cb, r;
+    ca.int64 = a;
+    cb.int64 = b;
+    r.int64 = kIntocado;
+    ASSERT_EQ(tq::oleaut::VarCyMul(ca, cb, &r), hrEsperado) << a << " * " << b;
+    ASSERT_EQ(r.int64, esperado) << a << " * " << b;
+#ifndef _WIN32
+    ASSERT_EQ((CGeCurrencyEx(ca) * cb).GetAsCurrency().int64, SUCCEEDED(hrEsperado) ? esperado : 0)
+        << a << " * " << b;
+#endif
+}
+
+} // namespace
+
+// The product's quick path for everyday amounts must give exactly what the exact product rounded
+// half to even gives: every pair of small operands, every remainder of 10^4 on both sides of
+// each edge where the computation changes course, and pseudo-random operands of every magnitude.
+TEST(OleAutMoedaPortavel, VarCyMulIgualAoProdutoExato) {
+    for (LONGLONG a = -1000; a <= 1000; ++a)
+        for (LONGLONG b = -1000; b <= 1000; ++b)
+            ConfereProduto(a, b);
+    for (const Linha& l : LeTabela("oleaut-multiplicacao-extremos.tsv")) {
+        SCOPED_TRACE(l.Origem());
+        const LONGLONG a = l.I64("a"), b = l.I64("b");
+        for (LONGLONG i = 0; i < 10000; ++i) {
+            ConfereProduto(a + i, b);
+            ConfereProduto(a + i, -b);
+            ConfereProduto(b, a + i);
+        }
+    }
+    std::mt19937_64 gerador(20261123);
+    const auto aleatorio = [&gerador] {
+        const int bits = 1 + static_cast<int>(gerador() % 63);
+        return static_cast<LONGLONG>(gerador() >> (64 - bits)) * (gerador() & 1 ? -1 : 1);
+    };
+    for (int i = 0; i < 200000; ++i)
+        ConfereProduto(aleatorio(), aleatorio());
 }

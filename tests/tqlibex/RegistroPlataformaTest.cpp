@@ -2,8 +2,8 @@
 // the test prefix), the TQ_REGISTRY_FILE export on POSIX. The same tests on both.
 #include "support/EscritorRegistro.h"
 
-#include "tqlibex/Registro.h"
-#include "tqlibex/TQComPtr.h"
+#include "tqlibex/com/TQComPtr.h"
+#include "tqlibex/registry/Registro.h"
 
 #include <gtest/gtest.h>
 

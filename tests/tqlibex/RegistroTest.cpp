@@ -1,4 +1,4 @@
-#include "tqlibex/Registro.h"
+#include "tqlibex/registry/Registro.h"
 
 #include "support/Tabela.h"
 

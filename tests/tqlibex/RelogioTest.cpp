@@ -2,8 +2,8 @@
 #include "support/Gravadores.h"
 #include "support/Tabela.h"
 
-#include "tqlibex/Plataforma.h"
-#include "tqlibex/Relogio.h"
+#include "tqlibex/clock/Relogio.h"
+#include "tqlibex/system/Plataforma.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
 // The event report, the connection route and the access-registry route: exactly what each hands on.
-#include "tqlibex/ConexaoGe.h"
-#include "tqlibex/EventoCom.h"
-#include "tqlibex/GuidTexto.h"
-#include "tqlibex/Processo.h"
-#include "tqlibex/RuntimeFechado.h"
+#include "tqlibex/base/GuidTexto.h"
+#include "tqlibex/com/ConexaoGe.h"
+#include "tqlibex/com/RuntimeFechado.h"
+#include "tqlibex/diagnostics/EventoCom.h"
+#include "tqlibex/system/Processo.h"
 
 #include "support/Gravadores.h"
 

@@ -2,7 +2,7 @@
 // returns from main with the pointer's keep-alive thread idle, and must exit cleanly.
 #include "fakes/ComFalso.h"
 
-#include "tqlibex/Registro.h"
+#include "tqlibex/registry/Registro.h"
 
 #include <cstdio>
 

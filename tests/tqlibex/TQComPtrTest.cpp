@@ -1,10 +1,10 @@
-#include "tqlibex/TQComPtr.h"
+#include "tqlibex/com/TQComPtr.h"
 
 #include "fakes/ComFalso.h"
 #include "support/Gravadores.h"
 #include "support/Tabela.h"
-#include "tqlibex/Plataforma.h"
-#include "tqlibex/Registro.h"
+#include "tqlibex/registry/Registro.h"
+#include "tqlibex/system/Plataforma.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "tqlibex/TQString.h"
+#include "tqlibex/base/TQString.h"
 
 #include "support/Tabela.h"
 

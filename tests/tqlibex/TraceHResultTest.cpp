@@ -1,7 +1,7 @@
-#include "tqlibex/TraceHResult.h"
+#include "tqlibex/diagnostics/TraceHResult.h"
 
 #include "support/Gravadores.h"
-#include "tqlibex/NomesHResult.h"
+#include "tqlibex/diagnostics/NomesHResult.h"
 
 #include <gtest/gtest.h>
 

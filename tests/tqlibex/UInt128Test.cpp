@@ -1,4 +1,4 @@
-#include "tqlibex/UInt128.h"
+#include "tqlibex/base/UInt128.h"
 
 #include <gtest/gtest.h>
 

@@ -2,12 +2,12 @@
 // LocalServer32), through ole32: activation with CoCreateInstanceEx, the proxy blanket, a
 // keep-alive thread pinging the server through a marshalled pointer, and a killed server. Runs in
 // the Windows build (under wine here).
-#include "tqlibex/TQComPtr.h"
+#include "tqlibex/com/TQComPtr.h"
 
 #include "calculos/Varredura.h"
 #include "fakes/ComFalso.h"
 #include "support/Gravadores.h"
-#include "tqlibex/Plataforma.h"
+#include "tqlibex/system/Plataforma.h"
 #include <TQAmostra.h>
 #include <TQGE.h>
 

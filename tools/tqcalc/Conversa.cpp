@@ -1,6 +1,6 @@
 #include "tools/tqcalc/Conversa.h"
 
-#include "tqlibex/PrimitivaCom.h"
+#include "tqlibex/com/PrimitivaCom.h"
 
 #include <atomic>
 #include <functional>

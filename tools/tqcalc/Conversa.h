@@ -6,7 +6,7 @@
 #pragma once
 
 #include "servers/amostra/DadosAmostra.h"
-#include "tqlibex/PrimitivaCom.h"
+#include "tqlibex/com/PrimitivaCom.h"
 
 #include <string>
 #include <vector>

@@ -86,6 +86,9 @@ std::string Motivo(int erro) {
             return "sem permissão";
         case EROFS:
             return "o disco só permite leitura";
+        case ENOENT:
+        case ENOTDIR:
+            return "a pasta não existe";
         case EIO:
             return "erro de leitura ou gravação no disco";
         default:
@@ -190,17 +193,45 @@ void GravaArquivoInteiro(const std::string& caminho, std::string_view texto) {
     const int fd = AbreParaEscrita(temporario, false);
     if (fd < 0)
         Falha(temporario, "não foi possível criar", errno);
+    // Whatever stops it, no piece is left behind to be taken for the file.
     try {
-        EscreveTudo(fd, temporario, texto);
-        if (ParaODisco(fd) != 0)
-            Falha(temporario, "não foi possível gravar no disco", errno);
+        try {
+            EscreveTudo(fd, temporario, texto);
+            if (ParaODisco(fd) != 0)
+                Falha(temporario, "não foi possível gravar no disco", errno);
+        } catch (...) {
+            FechaArquivo(fd);
+            throw;
+        }
+        if (FechaArquivo(fd) != 0)
+            Falha(temporario, "não foi possível fechar", errno);
+        Substitui(temporario, caminho);
     } catch (...) {
-        FechaArquivo(fd);
+        std::error_code ec;
+        fs::remove(temporario, ec);
         throw;
     }
-    if (FechaArquivo(fd) != 0)
-        Falha(temporario, "não foi possível fechar", errno);
-    Substitui(temporario, caminho);
+}
+
+std::string CaminhoDoExtratoRuim(const std::string& caminho, const std::string& cenario) {
+    if (caminho.empty())
+        return "dê o caminho do arquivo HTML";
+    std::error_code ec;
+    if (fs::is_directory(caminho, ec))
+        return caminho + " é uma pasta";
+    if (!cenario.empty() && fs::equivalent(caminho, cenario, ec))
+        return caminho + " é o próprio cenário";
+    // Created and removed at once: the folder exists and takes files, and the old statement, if
+    // any, stays as it is until the new one is whole.
+    const std::string temporario = caminho + ".tmp";
+    const int fd = AbreParaEscrita(temporario, false);
+    if (fd < 0) {
+        const int erro = errno;
+        return "não foi possível criar " + caminho + ": " + Motivo(erro);
+    }
+    FechaArquivo(fd);
+    fs::remove(temporario, ec);
+    return std::string();
 }
 
 void Substitui(const std::string& temporario, const std::string& caminho) {

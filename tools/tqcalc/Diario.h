@@ -53,6 +53,11 @@ private:
 void Substitui(const std::string& temporario, const std::string& caminho);
 
 // Writes a file whole: into a temporary beside it, to the disk, then renamed over the old one.
+// On failure the temporary goes and the old file stays.
 void GravaArquivoInteiro(const std::string& caminho, std::string_view texto);
+
+// Why a statement could not be written at `caminho` (empty: it can), tried without touching a
+// file already there; `cenario` is the input, which it must not replace.
+std::string CaminhoDoExtratoRuim(const std::string& caminho, const std::string& cenario);
 
 } // namespace tq::calc

@@ -2,7 +2,7 @@
 
 #include "foundation/GeCurrencyEx.h"
 #include "servers/amostra/CenarioAmostra.h"
-#include "tqlibex/TQString.h"
+#include "tqlibex/base/TQString.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -3,8 +3,8 @@
 // checks build (sums of 64-bit values, products of two of them, quotients of those) fits.
 #pragma once
 
-#include "tqlibex/UInt128.h"
-#include "tqlibex/WinTypes.h"
+#include "tqlibex/base/UInt128.h"
+#include "tqlibex/base/WinTypes.h"
 
 #include <cstdint>
 #include <string>

@@ -83,20 +83,24 @@ const char* const kEstilo = R"(
 * { box-sizing: border-box; }
 html { -webkit-print-color-adjust: exact; print-color-adjust: exact; }
 body { margin: 0 auto; max-width: 794px; padding: 34px 53px; background: #fff; color: #1a1a1a;
-       font: 12.5px/1.4 "Segoe UI", Arial, "Liberation Sans", "DejaVu Sans", sans-serif; }
+       font: 12.5px/1.4 "Segoe UI", Arial, "Liberation Sans", "DejaVu Sans", sans-serif;
+       overflow-wrap: anywhere; }
 @media print { body { max-width: none; padding: 0; } }
 p { margin: 0; }
 .cabeca { display: flex; justify-content: space-between; align-items: flex-start; gap: 18px;
           border-bottom: 2px solid #1a1a1a; padding-bottom: 10px; }
+.cabeca > div:first-child { flex: 1 1 auto; min-width: 0; }
 .rotulo { font-size: 11px; letter-spacing: .08em; text-transform: uppercase; color: #4d4d4d; }
 h1 { font-size: 24px; margin: 1px 0 6px; }
-.dados { display: grid; grid-template-columns: auto 1fr; gap: 1px 10px; margin: 0; }
+.dados { display: grid; grid-template-columns: auto minmax(0, 1fr); gap: 1px 10px; margin: 0; }
 .dados dt { color: #4d4d4d; }
 .dados dd { margin: 0; font-weight: 600; }
 .caixa { border: 2px solid #1a1a1a; border-radius: 6px; padding: 8px 12px; width: 250px;
          text-align: right; flex: none; }
+.caixa.larga { width: 340px; }
 .caixa .valor { font-size: 25px; font-weight: 700; white-space: nowrap;
                 font-variant-numeric: tabular-nums; }
+.caixa.larga .valor { font-size: 19px; }
 .caixa .extenso { font-size: 11px; }
 .caixa.sem-nota { border-style: dashed; text-align: left; }
 .caixa.sem-nota .valor { font-size: 19px; }
@@ -107,6 +111,7 @@ th { font-size: 11px; font-weight: 600; text-align: left; color: #333;
      border-bottom: 1.5px solid #1a1a1a; padding: 3px 6px; }
 td { padding: 4px 6px 1px; vertical-align: top; }
 .n { text-align: right; white-space: nowrap; }
+td:first-child, th:first-child { white-space: nowrap; }
 tr.linha td { border-top: 1px solid #bfbfbf; }
 tr.linha:first-child td { border-top: none; }
 tr.motivo td { font-size: 11px; color: #404040; padding-top: 0; padding-bottom: 5px; }
@@ -155,11 +160,15 @@ void Cabeca(std::ostringstream& out, const CResultado& r) {
     if (!r.cliente.documento.empty())
         out << "<dt>Documento</dt><dd>" << Html(r.cliente.documento) << "</dd>\n";
     out << "<dt>Emitido em</dt><dd>" << Html(r.data.Formata().str()) << "</dd>\n</dl>\n</div>\n";
-    if (r.bNota)
-        out << "<div class=\"caixa\"><p class=\"rotulo\">Total da nota</p>\n"
-            << "<p class=\"valor\">R$ " << Reais(r.notaTotal) << "</p>\n"
+    if (r.bNota) {
+        // Up to hundreds of millions the figure fits the box at full size; beyond, up to the
+        // money type's ends, a wider box and a smaller size keep it whole.
+        const std::string total = "R$ " + Reais(r.notaTotal);
+        out << "<div class=\"caixa" << (total.size() > 17 ? " larga" : "")
+            << "\"><p class=\"rotulo\">Total da nota</p>\n"
+            << "<p class=\"valor\">" << total << "</p>\n"
             << "<p class=\"extenso\">" << Html(r.notaPorExtenso) << "</p></div>\n";
-    else
+    } else
         out << "<div class=\"caixa sem-nota\"><p class=\"rotulo\">Sem total</p>\n"
             << "<p class=\"valor\">Não é uma nota</p>\n"
             << "<p class=\"extenso\">Este mês não foi faturado: veja abaixo por quê.</p></div>\n";
@@ -279,7 +288,9 @@ struct CLinhaGrafico {
     bool bSobra = false, bAbertaVazia = false;
 };
 
-void Grafico(std::ostringstream& out, const CFaixaDistribuida& f, std::size_t indice) {
+// bForaDaNota: the range's lines open no invoice line (service 0 before any other service).
+void Grafico(std::ostringstream& out, const CFaixaDistribuida& f, std::size_t indice,
+             bool bForaDaNota) {
     std::vector<CLinhaGrafico> linhas;
     double fim = 0, semVolta = 0;
     for (const CBandaDistribuida& b : f.bandas) {
@@ -310,6 +321,8 @@ void Grafico(std::ostringstream& out, const CFaixaDistribuida& f, std::size_t in
         }
         if (b.bVolta)
             l.notas.push_back("largura " + Numero(b.capacidade, 4) + " (volta em 32 bits)");
+        if (b.quantidade < 0)
+            l.notas.push_back("quantidade negativa: o valor entra negativo, sem barra");
         fim += l.largura;
         if (!b.bVolta)
             semVolta += l.largura;
@@ -415,8 +428,10 @@ void Grafico(std::ostringstream& out, const CFaixaDistribuida& f, std::size_t in
         << "stroke-dasharray=\"5 3\"/>\n"
         << "<text class=\"pequeno\" x=\"" << Pixel(xMedido + (bDireita ? -4 : 4))
         << "\" y=\"12\" text-anchor=\"" << (bDireita ? "end" : "start")
-        << "\">medido no mês: " << Numero(f.medido, 4) << "</text>\n"
-        << "<text class=\"pequeno\" x=\"" << kRotulo << "\" y=\"12\">0</text>\n</svg>\n";
+        << "\">medido no mês: " << Numero(f.medido, 4) << "</text>\n";
+    if (bDireita || xMedido > kRotulo + 14) // else the month's label stands there
+        out << "<text class=\"pequeno\" x=\"" << kRotulo << "\" y=\"12\">0</text>\n";
+    out << "</svg>\n";
     // What the fills mean, in words beside each kind drawn, so that grey paper reads the same.
     const bool bCheio = std::any_of(linhas.begin(), linhas.end(),
                                     [](const CLinhaGrafico& l) { return l.cheio > 0; });
@@ -432,7 +447,7 @@ void Grafico(std::ostringstream& out, const CFaixaDistribuida& f, std::size_t in
     };
     out << "<p class=\"legenda\">\n";
     if (bCheio)
-        amostra("#2b5278", "", "cobrado");
+        amostra("#2b5278", "", bForaDaNota ? "distribuído, fora da nota" : "cobrado");
     if (bVazio)
         amostra("#fff", "", "largura da banda não usada no mês");
     if (f.sobra != 0)
@@ -454,13 +469,22 @@ void Faixas(std::ostringstream& out, const CResultado& r) {
         if (!f.descricao.empty())
             out << " · " << Html8(f.descricao);
         out << " · serviço " << f.servico << "</h3>\n";
-        Grafico(out, f, i);
+        bool bFora = f.servico == 0;
+        for (INT_PTR n = 0; bFora && n < r.servicos.GetSize(); ++n)
+            bFora = r.servicos[n].Servico != 0;
+        Grafico(out, f, i, bFora);
         // The service's condensed line, after its last range.
         const bool bUltima = std::none_of(
             r.distribuicao.begin() + static_cast<std::ptrdiff_t>(i) + 1, r.distribuicao.end(),
             [&](const CFaixaDistribuida& o) { return o.servico == f.servico; });
         if (!bUltima)
             continue;
+        if (bFora) {
+            out << "<p class=\"faturado\"><strong>Fora da nota:</strong> as linhas do serviço 0 "
+                   "antes de qualquer outro serviço, R$ "
+                << Centavos(r.foraDaNota) << ", não abrem linha faturada.</p>\n</div>\n";
+            continue;
+        }
         if (r.bCondensacaoRecusada) {
             out << "<p class=\"faturado\">Não faturado: há mais linhas de serviço que faixas no "
                    "contrato, e a condensação recusa (erro de índice do array).</p>\n</div>\n";
@@ -476,7 +500,11 @@ void Faixas(std::ostringstream& out, const CResultado& r) {
                 << Numero(s.Valor.int64, 4) << " = <strong>R$ " << Centavos(fat.valor)
                 << "</strong></p>\n";
             const CExato diferenca = fat.valor - fat.somaBandas;
-            if (!diferenca.Zero())
+            if (fat.bRepetido)
+                out << "<p class=\"observacao\">De novo, com o total do serviço: a condensação "
+                       "abre uma linha a cada troca de serviço, e cada linha leva o total "
+                       "inteiro.</p>\n";
+            else if (!diferenca.Zero())
                 out << "<p class=\"observacao\">A soma das bandas dá " << Centavos(fat.somaBandas)
                     << "; o valor faturado difere em " << Centavos(diferenca)
                     << " porque o preço médio é guardado com quatro casas decimais.</p>\n";

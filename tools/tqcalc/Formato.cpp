@@ -1,7 +1,7 @@
 #include "tools/tqcalc/Formato.h"
 
 #include "foundation/GeCurrencyEx.h"
-#include "tqlibex/NomesHResult.h"
+#include "tqlibex/diagnostics/NomesHResult.h"
 
 #include <cstdio>
 

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "tools/tqcalc/Exato.h"
-#include "tqlibex/WinTypes.h"
+#include "tqlibex/base/WinTypes.h"
 
 #include <string>
 

@@ -3,7 +3,7 @@
 #include "foundation/GeCurrencyEx.h"
 #include "tools/tqcalc/Faces.h"
 #include "tools/tqcalc/Formato.h"
-#include "tqlibex/NomesHResult.h"
+#include "tqlibex/diagnostics/NomesHResult.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -4,7 +4,7 @@
 
 #include "foundation/TQDma.h"
 #include "servers/amostra/DadosAmostra.h"
-#include "tqlibex/TQComPtr.h"
+#include "tqlibex/com/TQComPtr.h"
 
 #include <string>
 

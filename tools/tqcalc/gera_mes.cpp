@@ -9,8 +9,8 @@
 #include "servers/amostra/CenarioAmostra.h"
 #include "tools/tqcalc/GeraMes.h"
 #include "tools/tqcalc/LinhaDeComando.h"
-#include "tqlibex/Plataforma.h"
-#include "tqlibex/TQString.h"
+#include "tqlibex/base/TQString.h"
+#include "tqlibex/system/Plataforma.h"
 
 #include <CLI/CLI.hpp>
 

@@ -4,6 +4,7 @@
 
 #include "servers/amostra/CenarioAmostra.h"
 #include "servers/amostra/ServidorAmostra.h"
+#include "tools/tqcalc/Diario.h"
 #include "tools/tqcalc/LinhaDeComando.h"
 #include "tools/tqcalc/Simulacao.h"
 
@@ -155,14 +156,12 @@ int main(int argc, char** argv) {
                                             : dados.contratos[escolhido].ponteiro;
     const std::string codigo =
         cenario.empty() ? contrato : tq::ParaUtf8(dados.contratos[escolhido].codigo);
-    // Opened before anything is computed: a path that cannot be written is a mistake in the
-    // command line.
-    std::ofstream arquivoExtrato;
-    if (!extrato.empty()) {
-        arquivoExtrato.open(extrato, std::ios::binary | std::ios::trunc);
-        if (!arquivoExtrato)
-            Sai(kErroNaEntrada, "--extrato: não foi possível criar " + extrato);
-    }
+    // Tried before anything is computed: a path that cannot be written is a mistake in the
+    // command line. The statement itself takes its name only once written whole, at the end.
+    if (app.count("--extrato"))
+        if (const std::string erro = tq::calc::CaminhoDoExtratoRuim(extrato, cenario);
+            !erro.empty())
+            Sai(kErroNaEntrada, "--extrato: " + erro);
 
     tq::SaidaPadraoBinaria();
     const tq::calc::CEscopoEscuta escuta;
@@ -226,10 +225,14 @@ int main(int argc, char** argv) {
                                  "tqcalc: atenção: um valor não cabe no tipo monetário; veja "
                                  "os avisos no fim da saída\n");
             codigoDeSaida = tq::calc::CodigoDeSaida(r);
-            if (!extrato.empty() && !(arquivoExtrato << tq::calc::ParaExtrato(r)).flush()) {
-                tq::EscreveTexto(tq::EFluxo::Erro,
-                                 "tqcalc: " + extrato + ": não foi possível gravar o extrato\n");
-                codigoDeSaida = std::max(codigoDeSaida, 1);
+            if (!extrato.empty()) {
+                try {
+                    tq::calc::GravaArquivoInteiro(extrato, tq::calc::ParaExtrato(r));
+                } catch (const tq::calc::CErroDeDisco& e) {
+                    tq::EscreveTexto(tq::EFluxo::Erro, "tqcalc: extrato não gravado: " +
+                                                           std::string(e.what()) + "\n");
+                    codigoDeSaida = std::max(codigoDeSaida, 1);
+                }
             }
         }
     }

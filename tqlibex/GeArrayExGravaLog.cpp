@@ -1,8 +1,0 @@
-#include "tqlibex/GeArrayExGravaLog.h"
-
-#include "tqlibex/TraceHResult.h"
-
-INT_PTR CGeArrayExGravaLog::Registra(const char* pszFuncao, const CTQString& texto) {
-    GravaTrace(nullptr, pszFuncao, "GeArrayExGravaLog", __LINE__, "%s", texto.GetString());
-    return Add(texto);
-}
