@@ -1,5 +1,5 @@
 // The month's billing run: the journal read back after a crash, the summary's rows, the run's own
-// inputs and shares, the journal's line against tqcalc --json, and the run itself with several
+// inputs and shares, the hand-written JSON against nlohmann's, and the run itself with several
 // threads over one shared sample server (the tsan preset runs this program).
 #include "tools/tqcalc/Lote.h"
 #include "calculos/AmbienteCom.h"
@@ -7,18 +7,14 @@
 #include "support/Tabela.h"
 #include "tools/tqcalc/Diario.h"
 #include "tools/tqcalc/EntradaLote.h"
+#include "tools/tqcalc/Faces.h"
+#include "tools/tqcalc/Formato.h"
 #include "tools/tqcalc/GeraMes.h"
 #include "tools/tqcalc/Resumo.h"
-#include "tools/tqcalc/Simulacao.h"
-
-#include "foundation/GeCurrencyEx.h"
-#include "servers/amostra/ServidorAmostra.h"
 
 #include <filesystem>
 #include <fstream>
-#include <limits>
 #include <random>
-#include <set>
 #include <sstream>
 
 namespace fs = std::filesystem;
@@ -56,18 +52,10 @@ std::string Le(const std::string& caminho) {
     return s.str();
 }
 
-std::vector<std::string> Separa(const std::string& texto, char sep) {
-    std::vector<std::string> v;
-    std::istringstream in(texto);
-    for (std::string p; std::getline(in, p, sep);)
-        v.push_back(p);
-    return v;
-}
-
 // The journal's entries, each once, by code.
 std::map<std::string, std::string> Entradas(const std::string& notas) {
     std::map<std::string, std::string> m;
-    for (const std::string& linha : Separa(Le(notas), '\n')) {
+    for (const std::string& linha : tq::teste::Separa(Le(notas), '\n')) {
         const json e = json::parse(linha);
         EXPECT_TRUE(m.emplace(e["contrato"].get<std::string>(), linha).second)
             << "a contract twice in " << notas;
@@ -221,7 +209,8 @@ TEST(EntradaLote, PartesDividemOMes) {
         for (const tq::calc::CContratoLote& c : tq::calc::ContratosDaParte(todos, parte))
             posicoes += (posicoes.empty() ? "" : ",") + c.codigo;
         EXPECT_EQ(posicoes, l.Texto("posicoes")) << l.Origem();
-        EXPECT_EQ(tq::calc::TamanhoDaParte(todos.size(), parte), Separa(posicoes, ',').size())
+        EXPECT_EQ(tq::calc::TamanhoDaParte(todos.size(), parte),
+                  tq::teste::Separa(posicoes, ',').size())
             << l.Origem();
     }
 }
@@ -266,74 +255,15 @@ TEST(FaceJson, TextoEscapadoComoODump) {
     }
 }
 
-// The amounts as the money type writes them, from the range's ends to the smallest.
+// The amounts as the money type writes them, on the plain decimal text's table (the range's ends
+// among its rows).
 TEST(FaceJson, QuantiaComoOTipoMonetario) {
-    const LONGLONG maximo = std::numeric_limits<LONGLONG>::max();
-    const LONGLONG minimo = std::numeric_limits<LONGLONG>::min();
-    for (const LONGLONG v : {LONGLONG{0}, LONGLONG{1}, LONGLONG{-1}, LONGLONG{5}, LONGLONG{-5},
-                             LONGLONG{99}, LONGLONG{100}, LONGLONG{-100}, LONGLONG{12345},
-                             LONGLONG{-99999999}, LONGLONG{100000000}, maximo, minimo, minimo + 1})
-        for (const int n : {0, 2, 4, 8, 18})
-            EXPECT_EQ(tq::calc::Quantia(v, n), CGeCurrencyEx::TextoDecimal(v, n).str())
-                << v << " with " << n << " decimals";
-}
-
-namespace {
-
-// Scenario files with what a line can hold: a failing server, sums beyond the money type,
-// record codes with quotes and backslashes, and the bundled example.
-std::vector<tq::amostra::CDadosAmostra> MesesDiversos() {
-    std::vector<tq::amostra::CDadosAmostra> v;
-    for (const char* arquivo : {"tqcalc/estouro.json", "tqcalc/falha.json",
-                                "tqcalc/faixa-falha.json", "../../examples/coleta-residuos.json"})
-        v.push_back(tq::amostra::LeArquivoCenario(tq::teste::CaminhoDosDados(arquivo)));
-    v.back().apontamentos[0].codigo = "AP\"1\\2";
-    tq::calc::COpcoesMes o;
-    o.nContratos = 60;
-    o.cadaFalho = 7;
-    v.push_back(tq::calc::GeraMes(o));
-    return v;
-}
-
-} // namespace
-
-using FaceDoLote = tq::teste::AmbienteCom;
-
-// The journal's line is {"contrato": ...} and ParaJson(r).dump() byte for byte; the summary's row
-// read from the result is the row read back from the line, as a run started again reads it.
-TEST_F(FaceDoLote, LinhaDoDiarioEhOJsonDoTqcalc) {
-    const tq::calc::CEscopoEscuta escuta;
-    std::size_t nContratos = 0, nFalhas = 0, nEstouros = 0;
-    for (const tq::amostra::CDadosAmostra& dados : MesesDiversos()) {
-        tq::amostra::CServidorAmostra servidor(dados);
-        ASSERT_EQ(servidor.Registra(), S_OK);
-        for (const tq::amostra::Contrato& c : dados.contratos) {
-            const std::string codigo = tq::ParaUtf8(c.codigo);
-            tq::calc::CResultado r;
-            tq::calc::Calcula(codigo, c.ponteiro, CTQMa(3, 2024), r);
-            json comContrato = json::object();
-            comContrato["contrato"] = codigo;
-            const json j = tq::calc::ParaJson(r);
-            for (const auto& [chave, valor] : j.items())
-                comContrato[chave] = valor;
-            const std::string linha = tq::calc::LinhaDoDiario(codigo, r);
-            EXPECT_EQ(linha, comContrato.dump() + "\n") << codigo;
-            tq::calc::CLinhaResumo lida;
-            std::string erro;
-            ASSERT_TRUE(tq::calc::LinhaDoResumo(json::parse(linha), lida, erro)) << erro;
-            const tq::calc::CLinhaResumo direta = tq::calc::LinhaDoResumo(codigo, r);
-            EXPECT_EQ(direta.csv, lida.csv);
-            EXPECT_EQ(direta.situacao, lida.situacao);
-            EXPECT_EQ(direta.bTotal, lida.bTotal);
-            EXPECT_EQ(direta.total, lida.total);
-            ++nContratos;
-            nFalhas += lida.situacao == tq::calc::CLinhaResumo::Falhou;
-            nEstouros += lida.situacao == tq::calc::CLinhaResumo::Estouro;
-        }
+    for (const tq::teste::Linha& l : tq::teste::LeTabela("moeda-decimal.tsv")) {
+        if (l.Texto("raw") == "-")
+            continue;
+        EXPECT_EQ(tq::calc::Quantia(l.I64("raw"), l.Int("decimais")), l.Texto("volta"))
+            << l.Origem();
     }
-    EXPECT_GT(nFalhas, 2u) << "failures of both calculations are among them";
-    EXPECT_GT(nEstouros, 0u);
-    EXPECT_GT(nContratos - nFalhas - nEstouros, 50u);
 }
 
 // ---- The run ------------------------------------------------------------------------------------
@@ -380,7 +310,7 @@ TEST_F(Lote, QuatroThreadsFaturamComoUma) {
     EXPECT_EQ(quatro.nThreads, 4u);
     EXPECT_EQ(Le(pasta / "uma/resumo.csv"), Le(pasta / "quatro/resumo.csv"));
     EXPECT_EQ(Entradas(pasta / "uma/notas.jsonl"), Entradas(pasta / "quatro/notas.jsonl"));
-    EXPECT_EQ(Separa(Le(pasta / "uma/resumo.csv"), '\n').size(), 201u);
+    EXPECT_EQ(tq::teste::Separa(Le(pasta / "uma/resumo.csv"), '\n').size(), 201u);
 
     EXPECT_EQ(Fatura(mes, pasta / "quatro", 3, &depois), 1);
     EXPECT_EQ(depois.nJaFeitos, 200u);

@@ -80,6 +80,15 @@ std::string Linha::Texto(const std::string& coluna) const {
     return it->second < m_celulas.size() ? SemEscapes(m_celulas[it->second]) : std::string();
 }
 
+std::vector<std::string> Separa(const std::string& texto, char separador) {
+    std::vector<std::string> v;
+    std::istringstream in(texto);
+    for (std::string item; std::getline(in, item, separador);)
+        if (!item.empty())
+            v.push_back(item);
+    return v;
+}
+
 long long Linha::I64(const std::string& coluna) const {
     const std::string s = Texto(coluna);
     if (s.empty())

@@ -36,5 +36,7 @@ private:
 // Every data row of tests/data/<arquivo>; an unreadable file fails the calling test.
 std::vector<Linha> LeTabela(const std::string& arquivo);
 std::string CaminhoDosDados(const std::string& arquivo);
+// The pieces of a text between separators, empty ones left out ("a||b" is a, b).
+std::vector<std::string> Separa(const std::string& texto, char separador = '\n');
 
 } // namespace tq::teste

@@ -8,7 +8,6 @@
 #include "tools/tqcalc/Simulacao.h"
 
 #include <fstream>
-#include <sstream>
 
 using Gravacao = tq::teste::AmbienteCom;
 
@@ -104,13 +103,6 @@ TEST_F(Gravacao, ExtratoDeCadaCenario) {
     registro.DefineTexto(tq::ERaizRegistro::LocalMachine, tq::teste::kChaveAmbiente, "TQ_DATETIME",
                          "1;02/04/2024;09:00:00:0000;15/03/2024;10:00:00:0000");
     tq::detail::EsqueceConfiguracaoDoRelogio();
-    const auto linhas = [](const std::string& celula) {
-        std::vector<std::string> v;
-        std::istringstream in(celula);
-        for (std::string t; std::getline(in, t);)
-            v.push_back(t);
-        return v;
-    };
     for (const tq::teste::Linha& l : tq::teste::LeTabela("extratos.tsv")) {
         const tq::amostra::CDadosAmostra dados =
             tq::amostra::LeArquivoCenario(tq::teste::CaminhoDosDados(l.Texto("cenario")));
@@ -125,9 +117,9 @@ TEST_F(Gravacao, ExtratoDeCadaCenario) {
             tq::calc::Calcula(tq::ParaUtf8(c.codigo), c.ponteiro, CTQMa(3, 2024), r);
             pagina = tq::calc::ParaExtrato(r);
         }
-        for (const std::string& t : linhas(l.Texto("presentes")))
+        for (const std::string& t : tq::teste::Separa(l.Texto("presentes")))
             EXPECT_NE(pagina.find(t), std::string::npos) << l.Origem() << ": missing " << t;
-        for (const std::string& t : linhas(l.Texto("ausentes")))
+        for (const std::string& t : tq::teste::Separa(l.Texto("ausentes")))
             EXPECT_EQ(pagina.find(t), std::string::npos) << l.Origem() << ": holds " << t;
     }
     tq::detail::EsqueceConfiguracaoDoRelogio();

@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <sstream>
 #include <string>
 
 using tq::ERaizRegistro;
@@ -22,15 +21,6 @@ const GUID kClsid = {0x11111111, 0x2222, 0x3333, {0x44, 0x44, 0x55, 0x55, 0x55, 
 const char* const kChaveClasse = "CLSID\\{11111111-2222-3333-4444-555555555555}";
 const char* const kChaveApp = "AppID\\{AAAAAAAA-2222-3333-4444-555555555555}";
 constexpr HRESULT kIndisponivel = static_cast<HRESULT>(0x800706BAu);
-
-std::vector<std::string> Separa(const std::string& texto, char separador) {
-    std::vector<std::string> v;
-    std::istringstream in(texto);
-    for (std::string item; std::getline(in, item, separador);)
-        if (!item.empty())
-            v.push_back(item);
-    return v;
-}
 
 // Every test runs with a scripted primitive, recording sinks, an in-memory registry and the
 // calling thread in the multithreaded apartment; the switches are put back afterwards.
@@ -95,7 +85,7 @@ TEST_F(TQComPtr, Criacoes) {
         CPrimitivaRoteirizada roteiro;
         roteiro.pObjeto = &servidor;
         roteiro.falha = l.Texto("falha");
-        for (const std::string& h : Separa(l.Texto("criacoes"), ' ')) {
+        for (const std::string& h : tq::teste::Separa(l.Texto("criacoes"), ' ')) {
             const std::size_t vezes = h.find('*');
             const auto hr = static_cast<HRESULT>(std::stoul(h.substr(0, vezes), nullptr, 16));
             roteiro.criacoes.insert(
@@ -134,10 +124,10 @@ TEST_F(TQComPtr, Criacoes) {
                 semInfo += std::to_string(i);
         EXPECT_EQ(semInfo, l.Texto("sem_info")) << "creations without server info";
         EXPECT_EQ(roteiro.vistas.empty() ? "" : roteiro.vistas[0], l.Texto("criacao"));
-        EXPECT_EQ(roteiro.blankets, Separa(l.Texto("blanket"), '|'));
+        EXPECT_EQ(roteiro.blankets, tq::teste::Separa(l.Texto("blanket"), '|'));
         EXPECT_EQ(roteiro.pausas, std::vector<DWORD>(l.Int("pausas"), 100));
-        EXPECT_EQ(roteiro.pings, Separa(l.Texto("pings"), '|'));
-        EXPECT_EQ(Eventos(), Separa(l.Texto("eventos"), '|'));
+        EXPECT_EQ(roteiro.pings, tq::teste::Separa(l.Texto("pings"), '|'));
+        EXPECT_EQ(Eventos(), tq::teste::Separa(l.Texto("eventos"), '|'));
         std::string traces;
         for (const std::string& t : trace.Linhas())
             traces += (traces.empty() ? "" : "|") + t;
