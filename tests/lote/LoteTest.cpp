@@ -338,4 +338,15 @@ TEST_F(Lote, PastaDeOutroLoteRecusada) {
         << R"({"contrato":"1","totalNota":null,"avisos":[]})"
         << "\n";
     EXPECT_EQ(Fatura(mes, pasta / "alheio", 1), 2);
+    // Nor a folder another run holds right now.
+    fs::create_directories(pasta / "ocupada");
+    tq::calc::CTrava outra;
+    ASSERT_TRUE(outra.Tranca(pasta / "ocupada/lote.trava"));
+    EXPECT_EQ(Fatura(mes, pasta / "ocupada", 1), 2);
+    EXPECT_FALSE(fs::exists(pasta / "ocupada/notas.jsonl"));
+    // Nor a folder inside the scenarios read, whose files would be read as scenarios next time.
+    fs::create_directories(pasta / "casos");
+    fs::copy_file(tq::teste::CaminhoDosDados("../../examples/coleta-residuos.json"),
+                  pasta / "casos/40017.json");
+    EXPECT_EQ(Fatura(pasta / "casos", pasta / "casos/saida", 1), 2);
 }

@@ -14,6 +14,7 @@
 #include <io.h>
 #include <sys/stat.h>
 #else
+#include <sys/file.h>
 #include <unistd.h>
 #endif
 
@@ -74,28 +75,6 @@ bool Renomeia(const std::string& de, const std::string& para) {
 }
 #endif
 
-// The usual reasons in Portuguese; any other by the system's own words.
-std::string Motivo(int erro) {
-    switch (erro) {
-        case ENOSPC:
-            return "o disco está cheio";
-        case EFBIG:
-            return "o arquivo passou do tamanho que o sistema permite";
-        case EACCES:
-        case EPERM:
-            return "sem permissão";
-        case EROFS:
-            return "o disco só permite leitura";
-        case ENOENT:
-        case ENOTDIR:
-            return "a pasta não existe";
-        case EIO:
-            return "erro de leitura ou gravação no disco";
-        default:
-            return "erro " + std::to_string(erro) + " (" + std::strerror(erro) + ")";
-    }
-}
-
 [[noreturn]] void Falha(const std::string& caminho, const char* pszOQue, int erro) {
     throw CErroDeDisco(caminho + ": " + pszOQue + ": " + Motivo(erro));
 }
@@ -117,6 +96,28 @@ void EscreveTudo(int fd, const std::string& caminho, std::string_view texto) {
 }
 
 } // namespace
+
+// The usual reasons in Portuguese; any other by the system's own words.
+std::string Motivo(int erro) {
+    switch (erro) {
+        case ENOSPC:
+            return "o disco está cheio";
+        case EFBIG:
+            return "o arquivo passou do tamanho que o sistema permite";
+        case EACCES:
+        case EPERM:
+            return "sem permissão";
+        case EROFS:
+            return "o disco só permite leitura";
+        case ENOENT:
+        case ENOTDIR:
+            return "a pasta não existe";
+        case EIO:
+            return "erro de leitura ou gravação no disco";
+        default:
+            return "erro " + std::to_string(erro) + " (" + std::strerror(erro) + ")";
+    }
+}
 
 CDiario::~CDiario() {
     if (m_fd >= 0)
@@ -211,6 +212,38 @@ void GravaArquivoInteiro(const std::string& caminho, std::string_view texto) {
         fs::remove(temporario, ec);
         throw;
     }
+}
+
+CTrava::~CTrava() {
+    if (m_fd >= 0)
+        FechaArquivo(m_fd);
+}
+
+bool CTrava::Tranca(const std::string& caminho) {
+#ifdef _WIN32
+    // Opened denying every other opening: a second run's open fails while this one lives.
+    if (_sopen_s(&m_fd, caminho.c_str(), _O_RDWR | _O_CREAT | _O_BINARY, _SH_DENYRW,
+                 _S_IREAD | _S_IWRITE) != 0) {
+        m_fd = -1;
+        if (errno == EACCES)
+            return false;
+        Falha(caminho, "não foi possível criar", errno);
+    }
+    return true;
+#else
+    m_fd = ::open(caminho.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    if (m_fd < 0)
+        Falha(caminho, "não foi possível criar", errno);
+    if (::flock(m_fd, LOCK_EX | LOCK_NB) != 0) {
+        const int erro = errno;
+        ::close(m_fd);
+        m_fd = -1;
+        if (erro == EWOULDBLOCK)
+            return false;
+        Falha(caminho, "não foi possível travar", erro);
+    }
+    return true;
+#endif
 }
 
 std::string CaminhoDoExtratoRuim(const std::string& caminho, const std::string& cenario) {

@@ -49,6 +49,26 @@ private:
     int m_fd = -1;
 };
 
+// A run's hold on its folder: while one is held, a second run of the same folder (a job started
+// twice, a scheduler's retry) is refused instead of billing every contract again beside it. The
+// operating system lets go of it when the process ends, however it ends.
+class CTrava {
+public:
+    CTrava() = default;
+    ~CTrava();
+    CTrava(const CTrava&) = delete;
+    CTrava& operator=(const CTrava&) = delete;
+    // False when another process holds the folder; throws CErroDeDisco when the file cannot be
+    // made.
+    bool Tranca(const std::string& caminho);
+
+private:
+    int m_fd = -1;
+};
+
+// The usual reasons a file operation fails, in Portuguese (errno's value).
+std::string Motivo(int erro);
+
 // Puts a file written whole in place of `caminho`, replacing what was there, durably.
 void Substitui(const std::string& temporario, const std::string& caminho);
 

@@ -272,11 +272,17 @@ CEntradaLote LeEntradaDeLista(const std::string& caminho) {
 }
 
 bool LeParte(const std::string& texto, CParte& parte) {
+    // Digits only, each number at most nine of them: nothing wraps.
+    const std::size_t barra = texto.find('/');
+    const auto numero = [](const std::string& t, unsigned& v) {
+        if (t.empty() || t.size() > 9 || t.find_first_not_of("0123456789") != std::string::npos)
+            return false;
+        v = static_cast<unsigned>(std::stoul(t));
+        return true;
+    };
     unsigned i = 0, n = 0;
-    char resto = 0;
-    if (texto.find_first_not_of("0123456789/") != std::string::npos ||
-        std::sscanf(texto.c_str(), "%u/%u%c", &i, &n, &resto) != 2 || i < 1 || n < 1 || i > n ||
-        texto.size() > 21)
+    if (barra == std::string::npos || !numero(texto.substr(0, barra), i) ||
+        !numero(texto.substr(barra + 1), n) || i < 1 || i > n)
         return false;
     parte = {i, n};
     return true;
@@ -318,6 +324,11 @@ std::map<std::string, LONGLONG> LeFaturado(const std::string& caminho) {
                           total = SemFimDeLinha(linha.substr(sep + 1));
         if (codigo.empty())
             throw CErroEntrada(lugar + ": a linha não tem contrato");
+        // A spreadsheet may save in its own code page: such a code would never match the run's.
+        if (std::string codigo1252; !DeUtf8(codigo, codigo1252))
+            throw CErroEntrada(lugar +
+                               ": o contrato não está em UTF-8, ou tem um caractere que "
+                               "os servidores não guardam (salve o arquivo como CSV UTF-8)");
         // A decimal comma, and nothing a spreadsheet might mean otherwise: no thousands separator.
         std::string ponto = total;
         const std::size_t virgula = ponto.find(',');

@@ -22,6 +22,8 @@
 #include <fstream>
 #include <mutex>
 #include <optional>
+#include <set>
+#include <sstream>
 #include <thread>
 
 namespace tq::calc {
@@ -44,6 +46,7 @@ constexpr std::size_t kFilaMaxima = 8192;
 
 const char* const kArquivoLote = "lote.json";
 const char* const kArquivoNotas = "notas.jsonl";
+const char* const kArquivoTrava = "lote.trava";
 const char* const kArquivoResumo = "resumo.csv";
 const char* const kArquivoDivergencias = "divergencias.csv";
 
@@ -279,8 +282,10 @@ int Conclui(const std::string& pasta, const std::string& titulo, CResumo& resumo
     GravaArquivoInteiro(Caminho(pasta, kArquivoResumo), resumo.Csv());
     std::size_t nDivergencias = 0;
     const std::string divergencias = Caminho(pasta, kArquivoDivergencias);
+    std::string csvDivergencias;
     if (!conferir.empty()) {
-        GravaArquivoInteiro(divergencias, resumo.Divergencias(faturado, nDivergencias));
+        csvDivergencias = resumo.Divergencias(faturado, nDivergencias);
+        GravaArquivoInteiro(divergencias, csvDivergencias);
     } else {
         // A conference of an earlier run would speak for this one.
         std::error_code erro;
@@ -300,6 +305,15 @@ int Conclui(const std::string& pasta, const std::string& titulo, CResumo& resumo
                  "\n";
     for (const auto& [codigo, status] : resumo.Problemas())
         texto += "  contrato " + codigo + ": " + status + "\n";
+    // Each divergence by its code too (the file has the amounts).
+    if (nDivergencias) {
+        std::istringstream csv(csvDivergencias);
+        std::string linha;
+        std::getline(csv, linha); // the header
+        while (std::getline(csv, linha))
+            texto += "  contrato " + linha.substr(0, linha.find(';')) + ": diverge do faturado (" +
+                     linha.substr(linha.rfind(';') + 1) + ")\n";
+    }
     EscreveTexto(EFluxo::Erro, "tqcalc: " + texto);
     return nEstouros ? kEstouro : (nFalhas || nDivergencias) ? kFalhou : kFeito;
 }
@@ -367,6 +381,18 @@ public:
         if (bTerminal)
             EscreveTexto(EFluxo::Erro, "\r" + std::string(lendo.size(), ' ') + "\r");
         m_contratos = ContratosDaParte(entrada.contratos, parte);
+        if (parte.n > 1 && !faturado.empty()) {
+            // A share confers its own contracts; one invoiced that the month does not have at all
+            // is said by the first share only.
+            std::set<std::string> daParte, doMes;
+            for (const CContratoLote& c : m_contratos)
+                daParte.insert(c.codigo);
+            for (const CContratoLote& c : entrada.contratos)
+                doMes.insert(c.codigo);
+            std::erase_if(faturado, [&](const auto& f) {
+                return !daParte.count(f.first) && (doMes.count(f.first) || parte.i != 1);
+            });
+        }
         CIdentidade id{m_o.mes,       NomeDoTipo(entrada.tipo), entrada.impressao,
                        parte.Texto(), entrada.contratos.size(), m_contratos.size()};
 
@@ -376,10 +402,24 @@ public:
         CDiario::CRecuperacao recuperacao;
         try {
             std::error_code erro;
+            // The run's own files in the folder it reads scenarios from would be read as
+            // scenarios the next time.
+            if (entrada.tipo == CEntradaLote::Pasta) {
+                const fs::path de = fs::weakly_canonical(m_o.entrada, erro),
+                               para = fs::weakly_canonical(m_o.saida, erro);
+                if (!erro &&
+                    std::mismatch(de.begin(), de.end(), para.begin(), para.end()).first == de.end())
+                    return Erro("--saida: " + m_o.saida +
+                                " fica dentro da pasta de cenários; use outra pasta");
+            }
             fs::create_directories(m_o.saida, erro);
             if (!fs::is_directory(m_o.saida))
-                return Erro(m_o.saida + ": não foi possível criar a pasta" +
-                            (erro ? ": " + erro.message() : std::string()));
+                return Erro(
+                    m_o.saida + ": não foi possível criar a pasta" +
+                    (erro ? ": " + Motivo(erro.default_error_condition().value()) : std::string()));
+            if (!m_trava.Tranca(Caminho(m_o.saida, kArquivoTrava)))
+                return Erro(m_o.saida + ": outro lote está usando esta pasta agora; espere que "
+                                        "ele termine ou use outra pasta");
             const std::string arquivoLote = Caminho(m_o.saida, kArquivoLote),
                               notas = Caminho(m_o.saida, kArquivoNotas);
             if (const std::optional<CIdentidade> anterior = CIdentidade::Le(arquivoLote)) {
@@ -433,7 +473,9 @@ public:
         if (parte.n > 1)
             titulo +=
                 " (parte " + parte.Texto() + " de " + Milhares(entrada.contratos.size()) + ")";
-        titulo += ", " + Milhares(nCalculados) + " calculados em " + Decimal(faturando, 1) + " s";
+        titulo += ", " + Milhares(nCalculados) +
+                  (nCalculados == 1 ? " calculado em " : " calculados em ") +
+                  Decimal(faturando, 1) + " s";
         if (nCalculados && faturando > 0)
             titulo +=
                 " (" +
@@ -612,6 +654,7 @@ private:
 
     const COpcoesLote& m_o;
     CMedidasLote& m_m;
+    CTrava m_trava;                         // held for the whole run
     std::vector<CContratoLote> m_contratos; // of the share, sorted by code
     std::vector<std::size_t> m_pendentes;   // indices into m_contratos, still to bill
     CResumo m_resumo;                       // every contract of the share done (the writer's)
@@ -682,6 +725,16 @@ int JuntaPartes(const std::vector<std::string>& pastas, const std::string& saida
         const std::string notas = Caminho(saida, kArquivoNotas), temporario = notas + ".tmp";
         std::error_code ignorado;
         fs::remove(temporario, ignorado);
+        // A join refused halfway leaves no piece of a journal behind.
+        struct CLimpa {
+            const std::string& caminho;
+            bool bFeito = false;
+            ~CLimpa() {
+                std::error_code e;
+                if (!bFeito)
+                    fs::remove(caminho, e);
+            }
+        } limpa{temporario};
         {
             CDiario junto;
             junto.Abre(temporario, [](std::string_view, std::size_t) { return true; });
@@ -721,6 +774,7 @@ int JuntaPartes(const std::vector<std::string>& pastas, const std::string& saida
         if (const std::string repetido = resumo.PrimeiroRepetido(); !repetido.empty())
             return erro("o contrato \"" + repetido + "\" está em mais de uma parte");
         Substitui(temporario, notas);
+        limpa.bFeito = true;
     } catch (const CErroDeDisco& e) {
         Diz(e.what());
         return kFalhou;
