@@ -215,14 +215,24 @@ public:
     }
 
     HRESULT STDMETHODCALLTYPE Inicializa(_REG_CONEXAO_PS) override {
-        return m_pEstado->Chamada(m_pszNome, "Inicializa");
+        const HRESULT hr = m_pEstado->Chamada(m_pszNome, "Inicializa");
+        if (SUCCEEDED(hr))
+            m_bInicializado = true;
+        return hr;
     }
 
 protected:
+    // A data call is answered only after Inicializa has given the object its connection, as a
+    // business server needs it to know whose data to read; before, E_UNEXPECTED.
+    HRESULT Atende(const char* pszOperacao) {
+        return m_bInicializado ? m_pEstado->Chamada(m_pszNome, pszOperacao) : E_UNEXPECTED;
+    }
+
     std::shared_ptr<CEstadoAmostra> m_pEstado;
     const char* m_pszNome;
 
 private:
+    std::atomic<bool> m_bInicializado{false};
     std::atomic<ULONG> m_nRefs{1};
     IUnknown* m_pMarshaler = nullptr;
 };
@@ -237,7 +247,7 @@ public:
         if (!pConsulta)
             return E_POINTER;
         std::memset(pConsulta, 0, sizeof *pConsulta);
-        HRESULT hr = m_pEstado->Chamada(m_pszNome, "AbreConsulta");
+        HRESULT hr = Atende("AbreConsulta");
         if (FAILED(hr))
             return hr;
         if (!FiltroLimpo(filtro))
@@ -259,7 +269,7 @@ public:
             return E_POINTER;
         *pnQtd = 0;
         *pp = nullptr;
-        HRESULT hr = m_pEstado->Chamada(m_pszNome, "Busca");
+        HRESULT hr = Atende("Busca");
         if (FAILED(hr))
             return hr;
         _REG_FILTRO_APONTAMENTOS_PS filtro;
@@ -274,7 +284,7 @@ public:
             return E_POINTER;
         *pnQtd = 0;
         *pp = nullptr;
-        HRESULT hr = m_pEstado->Chamada(m_pszNome, "LePosicoes");
+        HRESULT hr = Atende("LePosicoes");
         if (FAILED(hr))
             return hr;
         if (!FiltroLimpo(filtro))
@@ -297,7 +307,7 @@ public:
             return E_POINTER;
         *pnLidos = 0;
         *pp = nullptr;
-        HRESULT hr = m_pEstado->Chamada(m_pszNome, "LeApontamentos");
+        HRESULT hr = Atende("LeApontamentos");
         if (FAILED(hr))
             return hr;
         // The records at the positions asked for, in that order; an unknown position is passed
@@ -381,7 +391,7 @@ public:
             return E_POINTER;
         *pnQtd = 0;
         *pp = nullptr;
-        HRESULT hr = m_pEstado->Chamada(m_pszNome, "LeItens");
+        HRESULT hr = Atende("LeItens");
         if (FAILED(hr))
             return hr;
         const Contrato* c = m_pEstado->ProcuraContrato(pontContr);
@@ -399,7 +409,7 @@ public:
         if (!pContrato)
             return E_POINTER;
         std::memset(pContrato, 0, sizeof *pContrato);
-        HRESULT hr = m_pEstado->Chamada(m_pszNome, "LeContrato");
+        HRESULT hr = Atende("LeContrato");
         if (FAILED(hr))
             return hr;
         const Contrato* c = m_pEstado->ProcuraContrato(pontContr);
@@ -439,7 +449,7 @@ public:
             return E_POINTER;
         *pnQtd = 0;
         *pp = nullptr;
-        HRESULT hr = m_pEstado->Chamada(m_pszNome, "LeCodigos");
+        HRESULT hr = Atende("LeCodigos");
         if (FAILED(hr))
             return hr;
         const std::vector<Faixa>& faixas = m_pEstado->Dados().faixas;
@@ -458,7 +468,7 @@ public:
             return E_POINTER;
         *pnLidas = 0;
         *pp = nullptr;
-        HRESULT hr = m_pEstado->Chamada(m_pszNome, "LeFaixas");
+        HRESULT hr = Atende("LeFaixas");
         if (FAILED(hr))
             return hr;
         std::vector<const Faixa*> achadas;
@@ -475,7 +485,7 @@ public:
         if (!pFaixa)
             return E_POINTER;
         std::memset(pFaixa, 0, sizeof *pFaixa);
-        HRESULT hr = m_pEstado->Chamada(m_pszNome, "LeFaixa");
+        HRESULT hr = Atende("LeFaixa");
         if (FAILED(hr))
             return hr;
         const Faixa* f = m_pEstado->ProcuraFaixa(codigo);

@@ -9,6 +9,7 @@
 #include "support/Tabela.h"
 #include "tools/tqcalc/Simulacao.h"
 
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <random>
@@ -129,6 +130,10 @@ TEST_F(CalculoApontamentos, EntregaDoServidor) {
         CTQComPtr<ITQGE_Apontamentos> p;
         ASSERT_EQ(p.CoCreateInstance(__uuidof(TQGE_Apontamentos)), S_OK);
         _REG_FILTRO_APONTAMENTOS_PS filtro{};
+        ULONG nAntes = 0;
+        _REG_PONTEIRO_APONTAMENTO_PS* pAntes = nullptr;
+        ASSERT_EQ(p->LePosicoes(filtro, &nAntes, &pAntes), E_UNEXPECTED) << "before Inicializa";
+        ASSERT_EQ(p->Inicializa(_REG_CONEXAO_PS{}), S_OK);
         filtro.pontContr = 1234;
         filtro.maInicial = filtro.maFinal = ma.GetCompactado();
         ULONG n = 0;
@@ -172,5 +177,46 @@ TEST_F(CalculoApontamentos, EntregaDoServidor) {
                 << i;
         }
         tq::LiberaApontamentos(pRegistros, n);
+    }
+}
+
+// The month's totals per service in the order services first occur, and the index from service
+// to position, month after month on one index: last month's services are gone from it.
+TEST(TotalizaPorServico, OrdemSomasEIndice) {
+    tq::detail::CMapaPorChave<int> indice;
+    for (const tq::teste::Linha& l : tq::teste::LeTabela("totais-por-servico.tsv")) {
+        std::vector<std::vector<_REG_ITEM_APONTAMENTO_PS>> itens;
+        for (const std::string& r : tq::teste::Separa(l.Texto("registros"), '|')) {
+            std::vector<_REG_ITEM_APONTAMENTO_PS>& v = itens.emplace_back();
+            for (const std::string& t : tq::teste::Separa(r, ' ')) {
+                if (t == "-")
+                    continue;
+                unsigned long long servico = 0;
+                long long q = 0, d = 0;
+                ASSERT_EQ(std::sscanf(t.c_str(), "%llu:%lld:%lld", &servico, &q, &d), 3) << t;
+                _REG_ITEM_APONTAMENTO_PS& item = v.emplace_back(); // zeroed
+                item.servico = static_cast<ULONG>(servico);
+                item.quantidade.int64 = q;
+                item.descTotal.int64 = d;
+            }
+        }
+        CCalculoApontamentos::CArrayApontamentosPs registros;
+        for (std::vector<_REG_ITEM_APONTAMENTO_PS>& v : itens) {
+            _REG_APONTAMENTO_PS r{};
+            r.qtdItens = static_cast<ULONG>(v.size());
+            r.itens = v.empty() ? nullptr : v.data();
+            registros.Add(r);
+        }
+        CCalculoApontamentos::CArrayTotais totais;
+        CCalculoApontamentos::TotalizaPorServico(registros, totais, indice);
+        std::string obtido;
+        for (INT_PTR i = 0; i < totais.GetSize(); ++i) {
+            const auto& t = totais[i];
+            obtido += (i ? "," : "") + std::to_string(t.servico) + "=" +
+                      std::to_string(t.quantidade.int64) + "/" + std::to_string(t.descTotal.int64);
+            EXPECT_EQ(indice.Procura(t.servico) ? *indice.Procura(t.servico) : -1, i) << l.Origem();
+        }
+        EXPECT_EQ(obtido, l.Texto("totais")) << l.Origem();
+        EXPECT_EQ(indice.Tamanho(), static_cast<std::size_t>(totais.GetSize())) << l.Origem();
     }
 }

@@ -93,21 +93,6 @@ TEST(Diario, RecuperaOQueFoiGravadoInteiro) {
     }
 }
 
-TEST(Diario, UmaLinhaRecusadaRecusaOArquivoSemMexerNele) {
-    CPasta pasta;
-    const std::string notas = pasta / "notas.jsonl";
-    Grava(notas, "ok1\nok2\nxx");
-    tq::calc::CDiario diario;
-    EXPECT_THROW(diario.Abre(notas,
-                             [](std::string_view linha, std::size_t) -> bool {
-                                 if (linha == "ok2")
-                                     throw tq::calc::CErroEntrada("another input's contract");
-                                 return true;
-                             }),
-                 tq::calc::CErroEntrada);
-    EXPECT_EQ(Le(notas), "ok1\nok2\nxx");
-}
-
 TEST(Diario, ArquivoInteiroSubstituiOAnterior) {
     CPasta pasta;
     const std::string resumo = pasta / "resumo.csv";
@@ -337,7 +322,9 @@ TEST_F(Lote, PastaDeOutroLoteRecusada) {
     std::ofstream(pasta / "alheio/notas.jsonl", std::ios::app)
         << R"({"contrato":"1","totalNota":null,"avisos":[]})"
         << "\n";
+    const std::string alheio = Le(pasta / "alheio/notas.jsonl");
     EXPECT_EQ(Fatura(mes, pasta / "alheio", 1), 2);
+    EXPECT_EQ(Le(pasta / "alheio/notas.jsonl"), alheio) << "a refused journal is left as it was";
     // Nor a folder another run holds right now.
     fs::create_directories(pasta / "ocupada");
     tq::calc::CTrava outra;

@@ -12,6 +12,7 @@
 #ifdef _WIN32
 #include <WinApi.h>
 #include <io.h>
+#include <share.h>
 #include <sys/stat.h>
 #else
 #include <sys/file.h>
