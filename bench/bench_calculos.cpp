@@ -86,6 +86,7 @@ struct Ambiente {
         filtro.maInicial = filtro.maFinal = kMes.GetCompactado();
         CTQComPtr<ITQGE_Apontamentos> pServidor;
         pServidor.CoCreateInstance(__uuidof(TQGE_Apontamentos));
+        pServidor->Inicializa(_REG_CONEXAO_PS{});
         pServidor->LePosicoes(filtro, &nPosicoes, &pPosicoes);
         pServidor->LeApontamentos(nPosicoes, pPosicoes, &n, &p);
         for (ULONG i = 0; i < n; ++i)
@@ -131,6 +132,7 @@ void BM_ServidorEntregaOMes(benchmark::State& state) {
     Mes();
     CTQComPtr<ITQGE_Apontamentos> pServidor;
     pServidor.CoCreateInstance(__uuidof(TQGE_Apontamentos));
+    pServidor->Inicializa(_REG_CONEXAO_PS{});
     _REG_FILTRO_APONTAMENTOS_PS filtro{};
     filtro.pontContr = kContrato;
     filtro.maInicial = filtro.maFinal = kMes.GetCompactado();
