@@ -6,13 +6,7 @@
 #   cmake -DEMULADOR=wine -DSERVIDOR=... -DTQCALC=... -DEXEMPLO=... -DESPERADO=... -DTEMP=dir
 #         -P TqcalcForaDoProcesso.cmake
 set(erros "")
-macro(executa codigo)
-    execute_process(COMMAND ${EMULADOR} ${ARGN}
-        RESULT_VARIABLE _codigo OUTPUT_VARIABLE saida ERROR_VARIABLE saida_erros)
-    if(NOT _codigo EQUAL ${codigo})
-        string(APPEND erros "${ARGN}: exit code ${_codigo}, expected ${codigo}\n${saida}${saida_erros}\n")
-    endif()
-endmacro()
+include(${CMAKE_CURRENT_LIST_DIR}/Executa.cmake)
 
 file(MAKE_DIRECTORY ${TEMP})
 file(READ ${ESPERADO} esperado)

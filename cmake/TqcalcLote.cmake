@@ -7,13 +7,7 @@
 #   cmake [-DEMULADOR=wine] [-DSERVIDOR=...] -DTQCALC=... -DCENARIO=... -DLISTA=... -DESPERADO=...
 #         -DTEMP=dir [-DZ=Z:] -P TqcalcLote.cmake
 set(erros "")
-macro(executa codigo)
-    execute_process(COMMAND ${EMULADOR} ${ARGN}
-        RESULT_VARIABLE _codigo OUTPUT_VARIABLE saida ERROR_VARIABLE saida_erros)
-    if(NOT _codigo EQUAL ${codigo})
-        string(APPEND erros "${ARGN}: exit code ${_codigo}, expected ${codigo}\n${saida}${saida_erros}\n")
-    endif()
-endmacro()
+include(${CMAKE_CURRENT_LIST_DIR}/Executa.cmake)
 macro(compara pasta como)
     if(EXISTS ${pasta}/resumo.csv)
         file(READ ${pasta}/resumo.csv resumo)
