@@ -16,6 +16,14 @@ namespace {
 constexpr HRESULT kNaoEncontrado = static_cast<HRESULT>(0x80070490u); // ERROR_NOT_FOUND
 constexpr IID kIID_IMarshal = {0x00000003, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 
+// An operation's index, found while compiling: a name the server does not count does not build.
+consteval std::size_t IndiceDaOperacao(std::string_view nome) {
+    const std::size_t i = CEstadoAmostra::Indice(CEstadoAmostra::kOperacoes, nome);
+    if (i == CEstadoAmostra::kNenhumNome)
+        throw "not an operation of the sample server";
+    return i;
+}
+
 // ---- Records from the data set, every block from the task allocator -------------------------
 
 // A month whose records and items pass this many bytes is larger than the caches.
@@ -133,7 +141,8 @@ template <class I>
 class CObjetoAmostra : public I, public ITQAmostra {
 public:
     CObjetoAmostra(std::shared_ptr<CEstadoAmostra> pEstado, const char* pszNome)
-        : m_pEstado(std::move(pEstado)), m_pszNome(pszNome) {
+        : m_pEstado(std::move(pEstado)), m_pszNome(pszNome),
+          m_nServidor(CEstadoAmostra::Indice(CEstadoAmostra::kServidores, pszNome)) {
         CoCreateFreeThreadedMarshaler(static_cast<I*>(this), &m_pMarshaler);
     }
     virtual ~CObjetoAmostra() {
@@ -171,7 +180,7 @@ public:
     HRESULT STDMETHODCALLTYPE KeepAlive(BOOL* pbOK) override {
         if (!pbOK)
             return E_POINTER;
-        const HRESULT hr = m_pEstado->Chamada(m_pszNome, "KeepAlive");
+        const HRESULT hr = m_pEstado->Chamada(m_nServidor, IndiceDaOperacao("KeepAlive"));
         const bool bVerdadeiro = m_pEstado->Pingado();
         if (FAILED(hr))
             return hr;
@@ -215,7 +224,7 @@ public:
     }
 
     HRESULT STDMETHODCALLTYPE Inicializa(_REG_CONEXAO_PS) override {
-        const HRESULT hr = m_pEstado->Chamada(m_pszNome, "Inicializa");
+        const HRESULT hr = m_pEstado->Chamada(m_nServidor, IndiceDaOperacao("Inicializa"));
         if (SUCCEEDED(hr))
             m_bInicializado = true;
         return hr;
@@ -224,12 +233,13 @@ public:
 protected:
     // A data call is answered only after Inicializa has given the object its connection, as a
     // business server needs it to know whose data to read; before, E_UNEXPECTED.
-    HRESULT Atende(const char* pszOperacao) {
-        return m_bInicializado ? m_pEstado->Chamada(m_pszNome, pszOperacao) : E_UNEXPECTED;
+    HRESULT Atende(std::size_t nOperacao) {
+        return m_bInicializado ? m_pEstado->Chamada(m_nServidor, nOperacao) : E_UNEXPECTED;
     }
 
     std::shared_ptr<CEstadoAmostra> m_pEstado;
     const char* m_pszNome;
+    const std::size_t m_nServidor;
 
 private:
     std::atomic<bool> m_bInicializado{false};
@@ -247,7 +257,7 @@ public:
         if (!pConsulta)
             return E_POINTER;
         std::memset(pConsulta, 0, sizeof *pConsulta);
-        HRESULT hr = Atende("AbreConsulta");
+        HRESULT hr = Atende(IndiceDaOperacao("AbreConsulta"));
         if (FAILED(hr))
             return hr;
         if (!FiltroLimpo(filtro))
@@ -269,7 +279,7 @@ public:
             return E_POINTER;
         *pnQtd = 0;
         *pp = nullptr;
-        HRESULT hr = Atende("Busca");
+        HRESULT hr = Atende(IndiceDaOperacao("Busca"));
         if (FAILED(hr))
             return hr;
         _REG_FILTRO_APONTAMENTOS_PS filtro;
@@ -284,7 +294,7 @@ public:
             return E_POINTER;
         *pnQtd = 0;
         *pp = nullptr;
-        HRESULT hr = Atende("LePosicoes");
+        HRESULT hr = Atende(IndiceDaOperacao("LePosicoes"));
         if (FAILED(hr))
             return hr;
         if (!FiltroLimpo(filtro))
@@ -307,7 +317,7 @@ public:
             return E_POINTER;
         *pnLidos = 0;
         *pp = nullptr;
-        HRESULT hr = Atende("LeApontamentos");
+        HRESULT hr = Atende(IndiceDaOperacao("LeApontamentos"));
         if (FAILED(hr))
             return hr;
         // The records at the positions asked for, in that order; an unknown position is passed
@@ -391,7 +401,7 @@ public:
             return E_POINTER;
         *pnQtd = 0;
         *pp = nullptr;
-        HRESULT hr = Atende("LeItens");
+        HRESULT hr = Atende(IndiceDaOperacao("LeItens"));
         if (FAILED(hr))
             return hr;
         const Contrato* c = m_pEstado->ProcuraContrato(pontContr);
@@ -409,7 +419,7 @@ public:
         if (!pContrato)
             return E_POINTER;
         std::memset(pContrato, 0, sizeof *pContrato);
-        HRESULT hr = Atende("LeContrato");
+        HRESULT hr = Atende(IndiceDaOperacao("LeContrato"));
         if (FAILED(hr))
             return hr;
         const Contrato* c = m_pEstado->ProcuraContrato(pontContr);
@@ -449,7 +459,7 @@ public:
             return E_POINTER;
         *pnQtd = 0;
         *pp = nullptr;
-        HRESULT hr = Atende("LeCodigos");
+        HRESULT hr = Atende(IndiceDaOperacao("LeCodigos"));
         if (FAILED(hr))
             return hr;
         const std::vector<Faixa>& faixas = m_pEstado->Dados().faixas;
@@ -468,7 +478,7 @@ public:
             return E_POINTER;
         *pnLidas = 0;
         *pp = nullptr;
-        HRESULT hr = Atende("LeFaixas");
+        HRESULT hr = Atende(IndiceDaOperacao("LeFaixas"));
         if (FAILED(hr))
             return hr;
         std::vector<const Faixa*> achadas;
@@ -485,7 +495,7 @@ public:
         if (!pFaixa)
             return E_POINTER;
         std::memset(pFaixa, 0, sizeof *pFaixa);
-        HRESULT hr = Atende("LeFaixa");
+        HRESULT hr = Atende(IndiceDaOperacao("LeFaixa"));
         if (FAILED(hr))
             return hr;
         const Faixa* f = m_pEstado->ProcuraFaixa(codigo);
@@ -591,7 +601,7 @@ _REG_APONTAMENTO_PS ImagemDe(const Apontamento& a) {
 
 // A position names one record: its month and its number within it.
 CEstadoAmostra::CEstadoAmostra(CDadosAmostra dados)
-    : m_dados(std::move(dados)), m_falhas(m_dados.falhas) {
+    : m_dados(std::move(dados)), m_bComFalhas(!m_dados.falhas.empty()), m_falhas(m_dados.falhas) {
     const std::size_t n = m_dados.apontamentos.size();
     m_bPrimeiroNaPosicao.reserve(n);
     m_imagens.reserve(n);
@@ -657,11 +667,14 @@ std::size_t CEstadoAmostra::IndiceNaPosicao(WORD ma, ULONG ponteiro, std::size_t
     return i;
 }
 
-HRESULT CEstadoAmostra::Chamada(const char* pszServidor, const char* pszOperacao) {
+HRESULT CEstadoAmostra::Chamada(std::size_t nServidor, std::size_t nOperacao) {
+    const int n = ++m_chamadas[nServidor * kOperacoes.size() + nOperacao];
+    if (!m_bComFalhas.load(std::memory_order_acquire))
+        return S_OK;
     std::lock_guard lock(m_mutex);
-    const int n = ++m_chamadas[std::string(pszServidor) + "." + pszOperacao];
     for (const Falha& f : m_falhas)
-        if (f.chamada == n && f.servidor == pszServidor && f.operacao == pszOperacao) {
+        if (f.chamada == n && f.servidor == kServidores[nServidor] &&
+            f.operacao == kOperacoes[nOperacao]) {
             if (f.encerra && m_encerra)
                 m_encerra();
             return f.hr;
@@ -672,7 +685,9 @@ HRESULT CEstadoAmostra::Chamada(const char* pszServidor, const char* pszOperacao
 void CEstadoAmostra::DefineFalhas(std::vector<Falha> falhas) {
     std::lock_guard lock(m_mutex);
     m_falhas = std::move(falhas);
-    m_chamadas.clear();
+    for (std::atomic<int>& n : m_chamadas)
+        n = 0;
+    m_bComFalhas.store(!m_falhas.empty(), std::memory_order_release);
 }
 
 bool CEstadoAmostra::Hostil(const char* pszServidor, const char* pszOperacao,
@@ -684,24 +699,26 @@ bool CEstadoAmostra::Hostil(const char* pszServidor, const char* pszOperacao,
 }
 
 int CEstadoAmostra::Chamadas(const std::string& servidor, const std::string& operacao) const {
-    std::lock_guard lock(m_mutex);
-    const auto it = m_chamadas.find(servidor + "." + operacao);
-    return it == m_chamadas.end() ? 0 : it->second;
+    const std::size_t s = Indice(kServidores, servidor), o = Indice(kOperacoes, operacao);
+    return s == kNenhumNome || o == kNenhumNome ? 0 : m_chamadas[s * kOperacoes.size() + o].load();
 }
 
 ULONG CEstadoAmostra::AbreConsulta(const _REG_FILTRO_APONTAMENTOS_PS& filtro) {
-    std::lock_guard lock(m_mutex);
-    m_consultas[m_nProximaConsulta] = filtro;
-    return m_nProximaConsulta++;
+    const ULONG numero = m_nProximaConsulta++;
+    CConsultas& gaveta = m_consultas[numero % kGavetas];
+    std::lock_guard lock(gaveta.mutex);
+    gaveta.abertas[numero] = filtro;
+    return numero;
 }
 
 bool CEstadoAmostra::FechaConsulta(ULONG numero, _REG_FILTRO_APONTAMENTOS_PS& filtro) {
-    std::lock_guard lock(m_mutex);
-    const auto it = m_consultas.find(numero);
-    if (it == m_consultas.end())
+    CConsultas& gaveta = m_consultas[numero % kGavetas];
+    std::lock_guard lock(gaveta.mutex);
+    const auto it = gaveta.abertas.find(numero);
+    if (it == gaveta.abertas.end())
         return false;
     filtro = it->second;
-    m_consultas.erase(it);
+    gaveta.abertas.erase(it);
     return true;
 }
 

@@ -15,11 +15,14 @@
 #include "servers/amostra/DadosAmostra.h"
 #include <TQAmostra.h>
 
+#include <array>
+#include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -59,9 +62,28 @@ public:
     // the data set holds), or null.
     const Contrato* ProcuraContrato(ULONG ponteiro) const;
     const Faixa* ProcuraFaixa(ULONG codigo) const;
-    // Counts the call and answers the scripted fault's HRESULT for it, or S_OK.
-    HRESULT Chamada(const char* pszServidor, const char* pszOperacao);
-    // Replaces the scripted faults and starts the counts again.
+    // The servers and operations calls are counted and scripted by. A call names them by their
+    // index here: the server's found once per object, the operation's while compiling
+    // (IndiceDaOperacao("LeItens")).
+    static constexpr std::array<std::string_view, 3> kServidores{"ITQGE_Apontamentos",
+                                                                 "ITQGE_Contratos", "ITQGE_Faixa"};
+    static constexpr std::array<std::string_view, 11> kOperacoes{
+        "KeepAlive", "Inicializa", "AbreConsulta", "Busca",    "LePosicoes", "LeApontamentos",
+        "LeItens",   "LeContrato", "LeCodigos",    "LeFaixas", "LeFaixa"};
+    static constexpr std::size_t kNenhumNome = static_cast<std::size_t>(-1);
+    template <std::size_t N>
+    static constexpr std::size_t Indice(const std::array<std::string_view, N>& nomes,
+                                        std::string_view nome) {
+        for (std::size_t i = 0; i < N; ++i)
+            if (nomes[i] == nome)
+                return i;
+        return kNenhumNome;
+    }
+    // Counts the call and answers the scripted fault's HRESULT for it, or S_OK. Many threads may
+    // call at once: they meet only on the operation's counter, and on a lock only while faults
+    // are scripted.
+    HRESULT Chamada(std::size_t nServidor, std::size_t nOperacao);
+    // Replaces the scripted faults and starts the counts again (between calls, as a test does).
     void DefineFalhas(std::vector<Falha> falhas);
     // What a fault with `encerra` does (a LocalServer32 ends its process); without it, such a
     // fault answers its HRESULT.
@@ -93,11 +115,18 @@ private:
     std::unordered_map<ULONG, const Faixa*> m_faixas;
 
     mutable std::mutex m_mutex;
-    std::map<std::string, int> m_chamadas;
+    std::array<std::atomic<int>, kServidores.size() * kOperacoes.size()> m_chamadas{};
+    std::atomic<bool> m_bComFalhas{false};
     std::vector<Falha> m_falhas;
     std::function<void()> m_encerra;
-    std::map<ULONG, _REG_FILTRO_APONTAMENTOS_PS> m_consultas;
-    ULONG m_nProximaConsulta = 1;
+    // Open queries, spread over a few locks by number so that threads seldom wait for each other.
+    struct CConsultas {
+        std::mutex mutex;
+        std::map<ULONG, _REG_FILTRO_APONTAMENTOS_PS> abertas;
+    };
+    static constexpr std::size_t kGavetas = 16;
+    std::array<CConsultas, kGavetas> m_consultas;
+    std::atomic<ULONG> m_nProximaConsulta{1};
     long m_nPings = 0;
     long m_nFalsos = 0;
 };

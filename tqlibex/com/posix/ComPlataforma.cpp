@@ -19,6 +19,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <shared_mutex>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -58,8 +59,10 @@ struct Classe {
     CLSID clsid;
     IUnknown* pFabrica;
 };
+// Looked up by every object created, from any number of threads at once; changed only when a
+// class is registered or revoked.
 struct TabelaDeClasses {
-    std::mutex mutex;
+    std::shared_mutex mutex;
     std::map<DWORD, Classe> classes;
     DWORD dwProximoCookie = 1;
 };
@@ -342,7 +345,7 @@ HRESULT CoCreateInstanceEx(REFCLSID rclsid, IUnknown* punkOuter, DWORD, COSERVER
     {
         // The newest registration of the class wins.
         TabelaDeClasses& t = Classes();
-        std::lock_guard lock(t.mutex);
+        std::shared_lock lock(t.mutex);
         for (auto it = t.classes.rbegin(); it != t.classes.rend() && !pFabrica; ++it)
             if (it->second.clsid == rclsid)
                 pFabrica = it->second.pFabrica;

@@ -10,6 +10,8 @@
 #include <cstdlib>
 #include <ctime>
 #include <fstream>
+#include <mutex>
+#include <shared_mutex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -21,18 +23,17 @@ namespace {
 class CRegistroArquivo : public IRegistro {
 public:
     bool ExisteChave(ERaizRegistro raiz, const char* pszChave, bool) override {
-        std::lock_guard lock(m_mutex);
-        return Atualizado().ExisteChave(raiz, pszChave);
+        return Le([&](const CDadosRegistro& d) { return d.ExisteChave(raiz, pszChave); });
     }
     bool LeTexto(ERaizRegistro raiz, const char* pszChave, const char* pszValor, bool,
                  CTQString& sTexto) override {
-        std::lock_guard lock(m_mutex);
-        return Atualizado().LeTexto(raiz, pszChave, pszValor, sTexto);
+        return Le(
+            [&](const CDadosRegistro& d) { return d.LeTexto(raiz, pszChave, pszValor, sTexto); });
     }
     bool LeDword(ERaizRegistro raiz, const char* pszChave, const char* pszValor, bool,
                  DWORD& dwValor) override {
-        std::lock_guard lock(m_mutex);
-        return Atualizado().LeDword(raiz, pszChave, pszValor, dwValor);
+        return Le(
+            [&](const CDadosRegistro& d) { return d.LeDword(raiz, pszChave, pszValor, dwValor); });
     }
 
 private:
@@ -46,7 +47,7 @@ private:
         bool operator==(const Versao&) const = default;
     };
 
-    const CDadosRegistro& Atualizado() {
+    static Versao VersaoAtual() {
         const char* caminho = std::getenv("TQ_REGISTRY_FILE");
         Versao v;
         struct stat st {};
@@ -54,13 +55,29 @@ private:
             v = {caminho, st.st_dev, st.st_ino, st.st_size,
                  static_cast<long long>(st.st_mtim.tv_sec) * 1000000000LL + st.st_mtim.tv_nsec};
         }
-        // Timestamps are coarse: a file written again within the same tick as our last reading
-        // looks unchanged, so a recently written file is read again until it has settled.
-        const long long agora = AgoraNs();
-        const bool bRecente = v.mtimeNs + kAssentaNs > m_lidoEmNs;
-        if (!(v == m_versao) || bRecente) {
+        return v;
+    }
+
+    // Timestamps are coarse: a file written again within the same tick as our last reading looks
+    // unchanged, so a recently written file is read again until it has settled.
+    bool EmDia(const Versao& v) const {
+        return v == m_versao && v.mtimeNs + kAssentaNs <= m_lidoEmNs;
+    }
+
+    // Threads read the same version of the file side by side (every object a server creates
+    // reads it); one that finds the file changed reads it again alone.
+    template <class Leitura>
+    bool Le(const Leitura& leitura) {
+        const Versao v = VersaoAtual();
+        {
+            std::shared_lock lock(m_mutex);
+            if (EmDia(v))
+                return leitura(m_dados);
+        }
+        std::unique_lock lock(m_mutex);
+        if (!EmDia(v)) {
             m_versao = v;
-            m_lidoEmNs = agora;
+            m_lidoEmNs = AgoraNs();
             m_dados = CDadosRegistro();
             if (!v.sCaminho.empty()) {
                 std::ifstream in(v.sCaminho, std::ios::binary);
@@ -71,7 +88,7 @@ private:
                 Reporta(v.sCaminho, avisos);
             }
         }
-        return m_dados;
+        return leitura(m_dados);
     }
 
     // A malformed line is reported once, not at every reading of an unchanged file.
@@ -93,7 +110,7 @@ private:
         return static_cast<long long>(ts.tv_sec) * 1000000000LL + ts.tv_nsec;
     }
 
-    std::mutex m_mutex;
+    std::shared_mutex m_mutex;
     long long m_lidoEmNs = 0;
     Versao m_versao;
     CDadosRegistro m_dados;
