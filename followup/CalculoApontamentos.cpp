@@ -6,12 +6,17 @@
 
 #include <MoedaPlataforma.h>
 
+#include <algorithm>
 #include <cstring>
+#include <memory>
 #include <unordered_map>
 
 namespace {
 
 constexpr std::size_t kBaldesTratados = 17;
+// Records asked of the server in one call when totalling a month: a slice and its items (about
+// 1.5 MB at ten items a record) fit in the cache of the processor that reads them.
+constexpr ULONG kRegistrosPorParte = 2048;
 
 unsigned long long Modulo(LONGLONG v) {
     return v < 0 ? 0 - static_cast<unsigned long long>(v) : static_cast<unsigned long long>(v);
@@ -64,22 +69,32 @@ HRESULT CCalculoApontamentos::LeItens(ULONG contrato) {
     return S_OK;
 }
 
-HRESULT CCalculoApontamentos::GetApontamentos(ULONG contrato, CTQMa ma,
-                                              tq::CApontamentosRecebidos& apontamentos) {
+HRESULT CCalculoApontamentos::LePosicoes(ULONG contrato, CTQMa ma, ULONG& nPosicoes,
+                                         _REG_PONTEIRO_APONTAMENTO_PS*& pPosicoes) {
     _REG_FILTRO_APONTAMENTOS_PS filtro;
     std::memset(&filtro, 0, sizeof filtro);
     filtro.pontContr = contrato;
     filtro.maInicial = filtro.maFinal = ma.GetCompactado();
-
-    ULONG nPosicoes = 0;
-    _REG_PONTEIRO_APONTAMENTO_PS* pPosicoes = nullptr;
-    HRESULT hr = m_pApontamentos->LePosicoes(filtro, &nPosicoes, &pPosicoes);
+    nPosicoes = 0;
+    pPosicoes = nullptr;
+    const HRESULT hr = m_pApontamentos->LePosicoes(filtro, &nPosicoes, &pPosicoes);
     if (FAILED(hr))
         return hr;
     if (!tq::ArrayChegou(pPosicoes, nPosicoes)) {
         CoTaskMemFree(pPosicoes);
+        pPosicoes = nullptr;
         return tq::kDadosRuins;
     }
+    return hr;
+}
+
+HRESULT CCalculoApontamentos::GetApontamentos(ULONG contrato, CTQMa ma,
+                                              tq::CApontamentosRecebidos& apontamentos) {
+    ULONG nPosicoes = 0;
+    _REG_PONTEIRO_APONTAMENTO_PS* pPosicoes = nullptr;
+    HRESULT hr = LePosicoes(contrato, ma, nPosicoes, pPosicoes);
+    if (FAILED(hr))
+        return hr;
     ULONG n = 0;
     _REG_APONTAMENTO_PS* p = nullptr;
     hr = m_pApontamentos->LeApontamentos(nPosicoes, pPosicoes, &n, &p);
@@ -139,22 +154,44 @@ private:
 
 HRESULT CCalculoApontamentos::GetQuantidadeApontamentos(ULONG contrato, CTQMa ma,
                                                         CArrayTotais& totais) {
-    tq::CApontamentosRecebidos apontamentos;
-    const HRESULT hr = GetApontamentos(contrato, ma, apontamentos);
+    ULONG nPosicoes = 0;
+    _REG_PONTEIRO_APONTAMENTO_PS* pPosicoes = nullptr;
+    HRESULT hr = LePosicoes(contrato, ma, nPosicoes, pPosicoes);
     if (FAILED(hr))
         return hr;
-    // Each record's items are held to their block, totalled and freed while they are at hand.
+    const std::unique_ptr<_REG_PONTEIRO_APONTAMENTO_PS, void (*)(void*)> posicoes(pPosicoes,
+                                                                                  CoTaskMemFree);
+    // The records are asked for a slice of the positions at a time, in their order: each slice is
+    // totalled and freed before the next comes, so the server writes the next one into memory
+    // still in the cache, and it is read from there. A month of a few thousand records is one
+    // call.
     CTotalizador totalizador(m_totaisPorServico);
-    _REG_APONTAMENTO_PS* p = apontamentos.begin();
-    for (ULONG i = 0; i < apontamentos.GetSize(); ++i) {
-        tq::detail::AdiantaItens(p, apontamentos.GetSize(), i);
-        if (!tq::CApontamentosRecebidos::ItensChegaram(p[i])) {
+    ULONG inicio = 0;
+    do {
+        const ULONG nParte = std::min<ULONG>(nPosicoes - inicio, kRegistrosPorParte);
+        ULONG n = 0;
+        _REG_APONTAMENTO_PS* pParte = nullptr;
+        hr = m_pApontamentos->LeApontamentos(nParte, pPosicoes + inicio, &n, &pParte);
+        tq::CApontamentosRecebidos apontamentos;
+        if (SUCCEEDED(hr))
+            hr = apontamentos.Recebe(pParte, n);
+        if (FAILED(hr)) {
             m_totaisPorServico.Limpa();
-            return tq::kDadosRuins;
+            return hr;
         }
-        totalizador.Adiciona(p[i]);
-        apontamentos.LiberaItens(p[i]);
-    }
+        // Each record's items are held to their block, totalled and freed while they are at hand.
+        _REG_APONTAMENTO_PS* p = apontamentos.begin();
+        for (ULONG i = 0; i < apontamentos.GetSize(); ++i) {
+            tq::detail::AdiantaItens(p, apontamentos.GetSize(), i);
+            if (!tq::CApontamentosRecebidos::ItensChegaram(p[i])) {
+                m_totaisPorServico.Limpa();
+                return tq::kDadosRuins;
+            }
+            totalizador.Adiciona(p[i]);
+            apontamentos.LiberaItens(p[i]);
+        }
+        inicio += nParte;
+    } while (inicio < nPosicoes);
     totalizador.Conclui(totais);
     return S_OK;
 }

@@ -85,6 +85,9 @@ private:
         int posicao;
     };
     class CTotalizador;
+    // The positions of the contract's records in the month, checked whole; the caller frees them.
+    HRESULT LePosicoes(ULONG contrato, CTQMa ma, ULONG& nPosicoes,
+                       _REG_PONTEIRO_APONTAMENTO_PS*& pPosicoes);
     HRESULT GetApontamentos(ULONG contrato, CTQMa ma, tq::CApontamentosRecebidos& apontamentos);
     HRESULT GetQuantidadeApontamentos(ULONG contrato, CTQMa ma, CArrayTotais& totais);
     // The position of the service's total, or -1; through the index the totals were built with.

@@ -6,6 +6,8 @@
 #include <atomic>
 #include <cstring>
 #include <functional>
+#include <system_error>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -339,7 +341,8 @@ private:
     // copied from the image the server keeps of it, its items from the server's own array of
     // them into a block cut in series with the others (tq::CBlocosEmSerie). A month larger than
     // the caches is written past them: the server does not read it again, and by the time the
-    // receiver does it would have left them anyway.
+    // receiver does it would have left them anyway. Such a month is copied by two threads, each
+    // half by one: a processor alone fetches only so much memory at a time.
     HRESULT Devolve(const std::vector<std::size_t>& achados, const char* pszOperacao, ULONG* pn,
                     _REG_APONTAMENTO_PS** pp) {
         const bool bItensAMais =
@@ -354,9 +357,10 @@ private:
               : nullptr;
         if (!p && n != 0)
             return E_OUTOFMEMORY;
-        {
+        // Records [inicio, fim) with their items; how far it got when memory ran out.
+        const auto copia = [&](std::size_t inicio, std::size_t fim) {
             CBlocosEmSerie blocos(bParaLonge);
-            for (std::size_t i = 0; i < n; ++i) {
+            for (std::size_t i = inicio; i < fim; ++i) {
                 const std::size_t a = achados[i];
                 _REG_APONTAMENTO_PS r = m_pEstado->Imagem(a);
                 r.qtdItens += bItensAMais ? 1 : 0;
@@ -364,19 +368,37 @@ private:
                 if (cb) {
                     r.itens = static_cast<_REG_ITEM_APONTAMENTO_PS*>(
                         blocos.Copia(m_pEstado->Itens(a), cb));
-                    if (!r.itens) {
-                        LiberaApontamentos(p, static_cast<ULONG>(i));
-                        return E_OUTOFMEMORY;
-                    }
+                    if (!r.itens)
+                        return i;
                 }
                 if (bParaLonge)
                     detail::CopiaParaLonge(&p[i], &r, sizeof r);
                 else
                     p[i] = r;
             }
+            return fim;
+        };
+        const std::size_t meio = bParaLonge ? n / 2 : n;
+        std::size_t fimDaSegunda = n;
+        std::thread segunda;
+        if (meio < n) {
+            try {
+                segunda = std::thread([&] { fimDaSegunda = copia(meio, n); });
+            } catch (const std::system_error&) {
+                fimDaSegunda = copia(meio, n); // no thread to be had: this one does it
+            }
         }
+        const std::size_t fimDaPrimeira = copia(0, meio);
+        if (segunda.joinable())
+            segunda.join();
         if (bParaLonge)
             detail::TerminaCopiasParaLonge();
+        if (fimDaPrimeira != meio || fimDaSegunda != n) {
+            for (std::size_t i = meio; i < fimDaSegunda; ++i)
+                CoTaskMemFree(p[i].itens);
+            LiberaApontamentos(p, static_cast<ULONG>(fimDaPrimeira));
+            return E_OUTOFMEMORY;
+        }
         *pn = static_cast<ULONG>(n);
         *pp = p;
         if (m_pEstado->Hostil(m_pszNome, pszOperacao, ETipoHostil::ContagemSemArray)) {

@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <map>
 #include <random>
 
 using nlohmann::json;
@@ -177,6 +178,64 @@ TEST_F(CalculoApontamentos, EntregaDoServidor) {
                 << i;
         }
         tq::LiberaApontamentos(pRegistros, n);
+    }
+}
+
+// A large month is read a slice at a time: the totals are the whole month's, and a slice the
+// server refuses ends the calculation with its failure, no line and every block freed (the
+// fixture's spy).
+TEST_F(CalculoApontamentos, MesEmPartes) {
+    constexpr ULONG kServicos = 40;
+    for (const tq::teste::Linha& l : tq::teste::LeTabela("meses-em-partes.tsv")) {
+        SCOPED_TRACE(l.Origem());
+        const CTQMa ma(3, 2024);
+        tq::amostra::CDadosAmostra dados;
+        tq::amostra::Contrato contrato;
+        contrato.codigo = "12340";
+        contrato.ponteiro = 1234;
+        for (ULONG s = 1; s <= kServicos; ++s) {
+            tq::amostra::ItemContrato item;
+            item.servico = s;
+            item.precoUnitario = 100000000; // 1.00000000
+            contrato.itens.push_back(item);
+        }
+        dados.contratos.push_back(contrato);
+        std::mt19937 gerador(7);
+        std::map<ULONG, long long> esperado;
+        for (long long r = 0; r < l.I64("registros"); ++r) {
+            tq::amostra::Apontamento a;
+            a.ma = ma.GetCompactado();
+            a.ponteiro = static_cast<ULONG>(r + 1);
+            a.pontContr = 1234;
+            a.itens.resize(static_cast<std::size_t>(1 + r % 3));
+            for (_REG_ITEM_APONTAMENTO_PS& item : a.itens) {
+                item.servico = 1 + gerador() % kServicos;
+                item.quantidade.int64 = gerador() % 100000;
+                esperado[item.servico] += item.quantidade.int64;
+            }
+            dados.apontamentos.push_back(std::move(a));
+        }
+        if (l.I64("falha_na_chamada"))
+            dados.falhas.push_back({"ITQGE_Apontamentos", "LeApontamentos",
+                                    static_cast<int>(l.I64("falha_na_chamada")), E_FAIL});
+        tq::amostra::CServidorAmostra servidor(dados);
+        ASSERT_EQ(servidor.Registra(), S_OK);
+        CCalculoApontamentos calculo;
+        calculo.Inicializa();
+        CCalculoApontamentos::CArrayCalculados linhas;
+        const HRESULT hr = calculo.FazCalculoApontamentos(1234, ma, linhas);
+        EXPECT_EQ(servidor.Estado().Chamadas("ITQGE_Apontamentos", "LeApontamentos"),
+                  l.I64("chamadas"));
+        if (l.I64("falha_na_chamada")) {
+            EXPECT_EQ(hr, E_FAIL);
+            EXPECT_EQ(linhas.GetSize(), 0);
+            continue;
+        }
+        ASSERT_EQ(hr, S_OK);
+        ASSERT_EQ(static_cast<std::size_t>(linhas.GetSize()), esperado.size());
+        for (INT_PTR i = 0; i < linhas.GetSize(); ++i) // one line per service, in the items' order
+            EXPECT_EQ(linhas[i].quantidade.int64, esperado[linhas[i].servico]) << i;
+        CCalculoApontamentos::LiberaApontamentosCalculados(linhas);
     }
 }
 
