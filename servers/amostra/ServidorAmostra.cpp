@@ -341,8 +341,7 @@ private:
     // copied from the image the server keeps of it, its items from the server's own array of
     // them into a block cut in series with the others (tq::CBlocosEmSerie). A month larger than
     // the caches is written past them: the server does not read it again, and by the time the
-    // receiver does it would have left them anyway. Such a month is copied by two threads, each
-    // half by one: a processor alone fetches only so much memory at a time.
+    // receiver does it would have left them anyway.
     HRESULT Devolve(const std::vector<std::size_t>& achados, const char* pszOperacao, ULONG* pn,
                     _REG_APONTAMENTO_PS** pp) {
         const bool bItensAMais =
@@ -378,23 +377,19 @@ private:
             }
             return fim;
         };
+        // A month past the caches is copied half by the calling thread and half by the server's
+        // helper (when it is free): a processor alone fetches only so much memory at a time.
         const std::size_t meio = bParaLonge ? n / 2 : n;
         std::size_t fimDaSegunda = n;
-        std::thread segunda;
-        if (meio < n) {
-            try {
-                segunda = std::thread([&] { fimDaSegunda = copia(meio, n); });
-            } catch (const std::system_error&) {
-                fimDaSegunda = copia(meio, n); // no thread to be had: this one does it
-            }
-        }
-        const std::size_t fimDaPrimeira = copia(0, meio);
-        if (segunda.joinable())
-            segunda.join();
+        CEstadoAmostra::CAjudante& ajudante = m_pEstado->Ajudante();
+        const bool bAjudado = meio < n && ajudante.Comeca([&] { fimDaSegunda = copia(meio, n); });
+        const std::size_t fimDaPrimeira = copia(0, bAjudado ? meio : n);
+        if (bAjudado)
+            ajudante.Espera();
         if (bParaLonge)
             detail::TerminaCopiasParaLonge();
-        if (fimDaPrimeira != meio || fimDaSegunda != n) {
-            for (std::size_t i = meio; i < fimDaSegunda; ++i)
+        if (fimDaPrimeira != (bAjudado ? meio : n) || fimDaSegunda != n) {
+            for (std::size_t i = meio; bAjudado && i < fimDaSegunda; ++i)
                 CoTaskMemFree(p[i].itens);
             LiberaApontamentos(p, static_cast<ULONG>(fimDaPrimeira));
             return E_OUTOFMEMORY;
@@ -761,6 +756,56 @@ bool CEstadoAmostra::Pingado() {
 void CEstadoAmostra::DefineFalsos(long nFalsos) {
     std::lock_guard lock(m_mutex);
     m_nFalsos = nFalsos;
+}
+
+CEstadoAmostra::CAjudante::~CAjudante() {
+    {
+        std::lock_guard lock(m_mutex);
+        m_bParar = true;
+    }
+    m_cv.notify_all();
+    if (m_thread.joinable())
+        m_thread.join();
+}
+
+bool CEstadoAmostra::CAjudante::Comeca(std::function<void()> tarefa) {
+    std::lock_guard lock(m_mutex);
+    if (m_bOcupado)
+        return false;
+    if (!m_thread.joinable()) {
+        try {
+            m_thread = std::thread([this] { Roda(); });
+        } catch (const std::system_error&) {
+            return false;
+        }
+    }
+    m_tarefa = std::move(tarefa);
+    m_bOcupado = true;
+    m_bFeito = false;
+    m_cv.notify_all();
+    return true;
+}
+
+void CEstadoAmostra::CAjudante::Espera() {
+    std::unique_lock lock(m_mutex);
+    m_cv.wait(lock, [this] { return m_bFeito; });
+    m_bOcupado = false;
+}
+
+void CEstadoAmostra::CAjudante::Roda() {
+    std::unique_lock lock(m_mutex);
+    for (;;) {
+        m_cv.wait(lock, [this] { return m_tarefa || m_bParar; });
+        if (!m_tarefa)
+            return;
+        std::function<void()> tarefa = std::move(m_tarefa);
+        m_tarefa = nullptr;
+        lock.unlock();
+        tarefa();
+        lock.lock();
+        m_bFeito = true;
+        m_cv.notify_all();
+    }
 }
 
 bool NoFiltro(const Apontamento& a, const _REG_FILTRO_APONTAMENTOS_PS& filtro) {

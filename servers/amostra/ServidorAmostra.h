@@ -17,12 +17,14 @@
 
 #include <array>
 #include <atomic>
+#include <condition_variable>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <unordered_map>
 #include <vector>
 
@@ -100,6 +102,28 @@ public:
     bool Pingado();
     void DefineFalsos(long nFalsos);
 
+    // A second thread for half of a large answer, one answer at a time: Comeca hands it the job
+    // and is false when it is busy with another caller's (or no thread can be had), and the
+    // caller then does the job itself; Espera waits for the job it handed over.
+    class CAjudante {
+    public:
+        CAjudante() = default;
+        CAjudante(const CAjudante&) = delete;
+        CAjudante& operator=(const CAjudante&) = delete;
+        ~CAjudante();
+        bool Comeca(std::function<void()> tarefa);
+        void Espera();
+
+    private:
+        void Roda();
+        std::mutex m_mutex;
+        std::condition_variable m_cv;
+        std::function<void()> m_tarefa;
+        bool m_bOcupado = false, m_bFeito = false, m_bParar = false;
+        std::thread m_thread; // from the first job on
+    };
+    CAjudante& Ajudante() { return m_ajudante; }
+
 private:
     const CDadosAmostra m_dados;
     // Indexes built once and only read afterwards, so that any number of threads may look up at
@@ -129,6 +153,7 @@ private:
     std::atomic<ULONG> m_nProximaConsulta{1};
     long m_nPings = 0;
     long m_nFalsos = 0;
+    CAjudante m_ajudante; // last: it stops before anything its jobs read goes
 };
 
 class CServidorAmostra {

@@ -14,6 +14,7 @@
 #include <fstream>
 #include <map>
 #include <random>
+#include <thread>
 
 using nlohmann::json;
 using CalculoApontamentos = tq::teste::AmbienteCom;
@@ -179,6 +180,61 @@ TEST_F(CalculoApontamentos, EntregaDoServidor) {
         }
         tq::LiberaApontamentos(pRegistros, n);
     }
+}
+
+// Large months asked for by two threads at once: the server's helper copies half of one answer
+// and the other caller copies its own whole; each gets its month intact (under ThreadSanitizer
+// too) and every block is freed (the fixture's spy).
+TEST_F(CalculoApontamentos, MesesGrandesAoMesmoTempo) {
+    tq::amostra::CDadosAmostra dados;
+    const CTQMa ma(3, 2024);
+    std::mt19937 gerador(11);
+    for (ULONG r = 0; r < 16000; ++r) { // 9 MB: past the caches
+        tq::amostra::Apontamento a;
+        a.ma = ma.GetCompactado();
+        a.ponteiro = r + 1;
+        a.pontContr = 1234;
+        a.itens.resize(10);
+        for (_REG_ITEM_APONTAMENTO_PS& item : a.itens) {
+            item.servico = gerador();
+            item.quantidade.int64 = gerador();
+        }
+        dados.apontamentos.push_back(std::move(a));
+    }
+    tq::amostra::CServidorAmostra servidor(dados);
+    ASSERT_EQ(servidor.Registra(), S_OK);
+    const auto pede = [&] {
+        CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+        CTQComPtr<ITQGE_Apontamentos> p;
+        bool bInteiro = SUCCEEDED(p.CoCreateInstance(__uuidof(TQGE_Apontamentos))) &&
+                        SUCCEEDED(p->Inicializa(_REG_CONEXAO_PS{}));
+        _REG_FILTRO_APONTAMENTOS_PS filtro{};
+        filtro.pontContr = 1234;
+        filtro.maInicial = filtro.maFinal = ma.GetCompactado();
+        for (int vez = 0; vez < 3 && bInteiro; ++vez) {
+            _REG_CONSULTA_PS consulta{};
+            ULONG n = 0;
+            _REG_APONTAMENTO_PS* pRegistros = nullptr;
+            bInteiro = SUCCEEDED(p->AbreConsulta(filtro, &consulta)) &&
+                       SUCCEEDED(p->Busca(consulta, &n, &pRegistros)) &&
+                       n == dados.apontamentos.size();
+            CoTaskMemFree(consulta.buffer);
+            for (ULONG i = 0; i < n && bInteiro; ++i)
+                bInteiro = pRegistros[i].ponteiro == i + 1 &&
+                           std::memcmp(pRegistros[i].itens, dados.apontamentos[i].itens.data(),
+                                       10 * sizeof(_REG_ITEM_APONTAMENTO_PS)) == 0;
+            tq::LiberaApontamentos(pRegistros, n);
+        }
+        p.Release();
+        CoUninitialize();
+        return bInteiro;
+    };
+    bool bOutro = false;
+    std::thread outro([&] { bOutro = pede(); });
+    const bool bEste = pede();
+    outro.join();
+    EXPECT_TRUE(bEste);
+    EXPECT_TRUE(bOutro);
 }
 
 // A large month is read a slice at a time: the totals are the whole month's, and a slice the
