@@ -1,5 +1,6 @@
 #include "servers/amostra/ServidorAmostra.h"
 
+#include "tqlibex/system/Plataforma.h"
 #include "tqlibex/system/Processo.h"
 
 #include <algorithm>
@@ -628,6 +629,9 @@ CEstadoAmostra::CEstadoAmostra(CDadosAmostra dados)
     for (const Apontamento& a : m_dados.apontamentos)
         nItens += a.itens.size();
     m_itens.reserve(nItens);
+    // A month is copied out of these two from end to end, record after record.
+    PedePaginasGrandes(m_itens.data(), nItens * sizeof(ItemApontamento));
+    PedePaginasGrandes(m_imagens.data(), n * sizeof(_REG_APONTAMENTO_PS));
     for (const Apontamento& a : m_dados.apontamentos) {
         m_bPrimeiroNaPosicao.push_back(m_porPosicao.emplace(Posicao(a.ma, a.ponteiro), &a).second);
         m_imagens.push_back(ImagemDe(a));

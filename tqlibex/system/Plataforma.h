@@ -1,6 +1,7 @@
 // Facts about the platform the library runs on, and the console a tool writes to.
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 
 namespace tq {
@@ -20,5 +21,10 @@ bool EhTerminal(EFluxo fluxo);
 // accents show whatever its code page; a pipe, a file and every POSIX stream get the bytes as
 // they are. False when the text could not all be written (a full disk, a closed pipe).
 bool EscreveTexto(EFluxo fluxo, std::string_view utf8);
+
+// Asks the platform to back the whole large pages inside [p, p + cb) with large pages when they
+// are first touched: a table of tens of megabytes read from end to end then costs one page walk
+// per 2 MiB instead of one per 4 KiB. Linux's transparent huge pages; elsewhere nothing.
+void PedePaginasGrandes(void* p, std::size_t cb);
 
 } // namespace tq

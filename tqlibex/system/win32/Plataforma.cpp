@@ -55,4 +55,7 @@ void SaidaPadraoBinaria() {
     _setmode(_fileno(stdout), _O_BINARY);
 }
 
+// Large pages on Windows need a privilege a module does not hold; the pages stay as they are.
+void PedePaginasGrandes(void*, std::size_t) {}
+
 } // namespace tq
