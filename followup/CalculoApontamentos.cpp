@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 #include <unordered_map>
 
 namespace {
@@ -159,8 +158,11 @@ HRESULT CCalculoApontamentos::GetQuantidadeApontamentos(ULONG contrato, CTQMa ma
     HRESULT hr = LePosicoes(contrato, ma, nPosicoes, pPosicoes);
     if (FAILED(hr))
         return hr;
-    const std::unique_ptr<_REG_PONTEIRO_APONTAMENTO_PS, void (*)(void*)> posicoes(pPosicoes,
-                                                                                  CoTaskMemFree);
+    // The positions go when the calculation leaves, however it leaves.
+    const struct CPosicoes {
+        _REG_PONTEIRO_APONTAMENTO_PS* p;
+        ~CPosicoes() { CoTaskMemFree(p); }
+    } posicoes{pPosicoes};
     // The records are asked for a slice of the positions at a time, in their order: each slice is
     // totalled and freed before the next comes, so the server writes the next one into memory
     // still in the cache, and it is read from there. A month of a few thousand records is one
